@@ -1,0 +1,291 @@
+/*
+ * mc.h -- the C interface of libmc, the common module of the suite.
+ *
+ * One header for the whole library, valid C99 and C++.  Sections follow the
+ * subsystems: core (lifecycle, configuration files, counted memory, file
+ * helpers, version records), trace log, binary table files and signatures,
+ * data dictionary, memory zones, date and string tools.
+ *
+ * Conventions, stated once for every function below:
+ *
+ *  - Status codes.  Functions named MC_us... (and most internal us...
+ *    functions) return a uint16_t status: 0 for success, otherwise one of the
+ *    MC_ERR_... codes listed in the table below.  A trace line
+ *    (see MC_usActiverTrace) tells which step failed.
+ *  - Booleans.  Functions named ...b... return int32_t: 1 for true or done,
+ *    0 for false or failed.
+ *  - Sizes named "32-bit" are uint32_t, whatever the size of long.
+ *  - Out arguments are pointers; a function writes through them only as its
+ *    comment says.  A null out argument is reported with a status
+ *    (usually 0xF802), never by crashing.
+ *  - Ownership.  Every block that a function hands out as new (a string, an
+ *    array, a record) was taken with MC_Allouer and belongs to the caller,
+ *    who gives it back with MC_Liberer.  Pointers handed out by the zone
+ *    functions point into the zone's buffer and stay valid until the zone is
+ *    next edited, resized or freed.  Freeing a zone gives back only its
+ *    record: the buffer stays with whoever provided it.
+ *  - Null pointers given as input are reported with a status or a false
+ *    result; no function aborts.
+ *  - Threads.  The library keeps process-wide state without locks: call it
+ *    from one thread at a time.
+ *  - Configuration files are looked up in "/Library/Preferences", or in the
+ *    directory named by the environment variable MC_PREFERENCES_DIR when set.
+ *
+ * Status codes:
+ *
+ *   0x0000  success
+ *   0x0001  dictionary release of a table that was not loaded; CRC
+ *           computation could not seek; a message signature could not be made
+ *   0x0406  signature verification: bad signature length
+ *   0x040A  signature verification: public-key operation failed
+ *   0x040B  signature verification: signature does not match
+ *   0x9000+k zone format check: failure at field rank k
+ *   0xA000+n zone format check: unknown group at group rank n
+ *   0xA800+n zone format check: wrong fields in the group at rank n
+ *   0xD000  trace channel with module 1 and a component outside 1 to 8
+ *   0xD201  trace file cannot be opened
+ *   0xD202  table of trace channels full
+ *   0xF610  file error: open, read, write, seek, tell or close; double too
+ *           large; key file unreadable
+ *   0xF620  tables file version outside the accepted range
+ *   0xF630  CRC or signature mismatch when a binary file is opened
+ *   0xF640  end of file or read error; unknown table in the tables file
+ *   0xF660  name in a binary file's header differs from the name opened
+ *   0xF680  tables directory not configured
+ *   0xF6F1  working directory not configured
+ *   0xF6F2  version record could not be created
+ *   0xF800  null number pointer or header record given to the open
+ *   0xF801  allocation failed; no free zone; new zone size below the
+ *           allocated size; no place given for a result
+ *   0xF802  bad argument (null pointer, zero size, number 0, bad trace file
+ *           name or mode, length code longer than 4 bytes)
+ *   0xF804  operation would go beyond the zone's buffer (nothing changed)
+ *   0xF805  not found or end reached
+ *   0xF806  group found, but fewer occurrences than asked
+ *   0xF807  zone or file number invalid or not in use
+ *   0xF80A  all 100 file numbers in use
+ *   0xF810  coded zone data unreadable or inconsistent
+ *   0xF811  operation not allowed here
+ *   0xFFFB  allocation of an initialisation or working-directory buffer failed
+ *   0xFFFE  position or length outside the current field; lengthening refused
+ *   0xFFFF  a seek back to a saved position failed; closing the trace failed
+ */
+#ifndef MC_H
+#define MC_H
+
+#include <stdarg.h>
+#include <stddef.h>
+#include <stdint.h>
+#include <stdio.h>
+
+#if defined(__GNUC__) || defined(__clang__)
+#define MC_EXPORT __attribute__((visibility("default")))
+#else
+#define MC_EXPORT
+#endif
+
+#ifdef __cplusplus
+#define MC_NOEXCEPT noexcept
+extern "C" {
+#else
+#define MC_NOEXCEPT
+#endif
+
+/* ======================================================================
+ * Status codes
+ * ====================================================================== */
+
+#define MC_OK                     0x0000u
+#define MC_ERR_NON_CHARGE         0x0001u
+#define MC_ERR_SIG_LONGUEUR       0x0406u
+#define MC_ERR_SIG_CLE_PUBLIQUE   0x040Au
+#define MC_ERR_SIG_DIFFERENTE     0x040Bu
+#define MC_ERR_FORMAT_CHAMP       0x9000u /* + field rank in the zone */
+#define MC_ERR_FORMAT_GROUPE      0xA000u /* + group rank in the zone */
+#define MC_ERR_FORMAT_CHAMPS      0xA800u /* + group rank in the zone */
+#define MC_ERR_TRACE_COMPOSANT    0xD000u
+#define MC_ERR_TRACE_OUVERTURE    0xD201u
+#define MC_ERR_TRACE_PLEIN        0xD202u
+#define MC_ERR_FICHIER            0xF610u
+#define MC_ERR_VERSION            0xF620u
+#define MC_ERR_CONTROLE           0xF630u
+#define MC_ERR_FIN_FICHIER        0xF640u
+#define MC_ERR_NOM_FICHIER        0xF660u
+#define MC_ERR_REP_TABLE          0xF680u
+#define MC_ERR_REP_TRAVAIL        0xF6F1u
+#define MC_ERR_VERSION_COMPOSANT  0xF6F2u
+#define MC_ERR_NUMERO_NUL         0xF800u
+#define MC_ERR_ALLOCATION         0xF801u
+#define MC_ERR_ARGUMENT           0xF802u
+#define MC_ERR_DEPASSEMENT        0xF804u
+#define MC_ERR_NON_TROUVE         0xF805u
+#define MC_ERR_OCCURRENCE         0xF806u
+#define MC_ERR_NUMERO             0xF807u
+#define MC_ERR_PLUS_DE_FICHIER    0xF80Au
+#define MC_ERR_DONNEES            0xF810u
+#define MC_ERR_INTERDIT           0xF811u
+#define MC_ERR_INIT_ALLOCATION    0xFFFBu
+#define MC_ERR_HORS_CHAMP         0xFFFEu
+#define MC_ERR_REPOSITIONNEMENT   0xFFFFu
+
+/* ======================================================================
+ * Core: library lifecycle
+ * ====================================================================== */
+
+/* (section filled by the lifecycle) */
+
+/* ======================================================================
+ * Core: configuration files
+ * ====================================================================== */
+
+/* (section filled by the configuration files) */
+
+/* ======================================================================
+ * Core: counted memory and file helpers
+ * ====================================================================== */
+
+/* Bytes currently held through MC_Allouer, counted as real block sizes. */
+extern MC_EXPORT uint32_t ulMemAllouee;
+/* Highest value ulMemAllouee has reached since the library was loaded. */
+extern MC_EXPORT uint32_t ulMaxAlloue;
+
+/* Allocates ulTaille bytes and counts the block; returns it, or null. */
+MC_EXPORT void *MC_Allouer(uint32_t ulTaille) MC_NOEXCEPT;
+/* Gives back a block taken with MC_Allouer; a null block does nothing. */
+MC_EXPORT void MC_Liberer(void *pvBloc) MC_NOEXCEPT;
+/* Stores the length of an open stream, position unchanged; 0, 0xF610, 0xFFFF. */
+MC_EXPORT uint16_t MC_usLongueurFichier(FILE *pstFichier, uint32_t *pulLongueur) MC_NOEXCEPT;
+/* Builds "directory/name" in a new block for the caller; 0, 0xF801, 0xF802. */
+MC_EXPORT uint16_t MC_usCreerNomCompletFichier(const char *pcRepertoire, const char *pcNom,
+                                               char **ppcNomComplet) MC_NOEXCEPT;
+/* Formats the local time with strftime into pcTexte (at most *pulTaille
+   bytes); stores and returns the length written, 0 when it did not fit. */
+MC_EXPORT uint32_t donneDateHeure(char *pcTexte, uint32_t *pulTaille, const char *pcFormat) MC_NOEXCEPT;
+/* Opens a stream with a C mode string into *ppstFichier; 0 or 0xF610. */
+MC_EXPORT uint16_t usOuvrirFichier(const char *pcChemin, const char *pcMode, FILE **ppstFichier) MC_NOEXCEPT;
+/* Closes a stream; 0 or 0xF610. */
+MC_EXPORT uint16_t usFermerFichier(FILE *pstFichier) MC_NOEXCEPT;
+/* Reads up to *pulNombre bytes; stores the count read (low 16 bits); 0 or 0xF610. */
+MC_EXPORT uint16_t usLireBufferFichier(FILE *pstFichier, void *pvBuffer, uint32_t *pulNombre) MC_NOEXCEPT;
+/* Builds the version record name "<component>.adm" in a new block; 0 (0xF801 if memory fails). */
+MC_EXPORT uint16_t usConstruireNomComplet(int8_t cComposant, char **ppcNom) MC_NOEXCEPT;
+
+/* ======================================================================
+ * Core: component version records
+ * ====================================================================== */
+
+/* (section filled by the version records) */
+
+/* ======================================================================
+ * Trace log
+ * ====================================================================== */
+
+/* Trace kinds, third argument of MC_TraceEcrire. */
+#define MC_TRACE_DATE    0u /* empty line, ctime stamp, message; any channel */
+#define MC_TRACE_BLOC    1u /* "{ message" and "}" */
+#define MC_TRACE_ENTREE  2u /* "{ message", one level deeper */
+#define MC_TRACE_SORTIE  3u /* "message", "}", one level up */
+#define MC_TRACE_INFO    4u /* "message" */
+#define MC_TRACE_ERREUR  5u /* "ERREUR : message", at every level */
+
+/* Number of channels the table of active traces holds. */
+#define MC_NB_TRACES_MAX 100
+
+/* One registered trace channel. */
+typedef struct TraceActive {
+  uint16_t usModule;    /* module number */
+  uint16_t usComposant; /* component number */
+  uint8_t ucNiveau;     /* 0 errors only, 1 summary, 2 full */
+} TraceActive;
+
+/* The open trace stream, or null when tracing is off. */
+extern MC_EXPORT FILE *fichier;
+/* Nesting depth of traced calls (8-bit, wraps). */
+extern MC_EXPORT uint8_t indentation;
+/* Number of channels in use in TracesActives. */
+extern MC_EXPORT int32_t NbTracesActives;
+/* Registered channels, in order of registration. */
+extern MC_EXPORT TraceActive TracesActives[MC_NB_TRACES_MAX];
+
+/* Writes one trace item of kind usType on channel (usModule, usComposant). */
+MC_EXPORT void MC_TraceEcrire(uint16_t usModule, uint16_t usComposant, uint16_t usType,
+                              const char *pcFormat, ...) MC_NOEXCEPT;
+/* Same as MC_TraceEcrire with the arguments as a started va_list. */
+MC_EXPORT void MC_TraceEcrire2(uint16_t usModule, uint16_t usComposant, uint16_t usType,
+                               const char *pcFormat, va_list vaArguments) MC_NOEXCEPT;
+/* Dumps usNombre bytes, one "label[i] = 0xhh" line each, on level-2 channels. */
+MC_EXPORT void MC_TraceEcrireBinaire(uint16_t usModule, uint16_t usComposant, const char *pcLibelle,
+                                     const unsigned char *pucOctets, uint16_t usNombre) MC_NOEXCEPT;
+/* Switches tracing on (opening the file), changes a channel's level, or with
+   level 0 closes the trace; 0, 0xF802, 0xD201, 0xD202, 0xD000. */
+MC_EXPORT uint16_t MC_usActiverTrace(const char *pcNomFichier, const char *pcMode, uint16_t usModule,
+                                     uint16_t usComposant, uint8_t ucNiveau) MC_NOEXCEPT;
+/* Opens a trace file ("w", "wb", "a", "ab") into *ppstFichier; 0, 0xF802, 0xD201. */
+MC_EXPORT uint16_t MC_usOuvrirTrace(const char *pcNomFichier, const char *pcMode,
+                                    FILE **ppstFichier) MC_NOEXCEPT;
+/* Writes the end line and closes the trace; the close's result (0 or 0xFFFF). */
+MC_EXPORT uint16_t MC_usFermerTrace(void) MC_NOEXCEPT;
+/* Registers a channel or changes its level; 0, 0xD202, 0xD000. */
+MC_EXPORT uint16_t MC_usAjouterTrace(uint16_t usModule, uint16_t usComposant, uint8_t ucNiveau) MC_NOEXCEPT;
+/* Finds a registered channel and stores its index; 1 found, 0 not. */
+MC_EXPORT int32_t MC_bRechercherTrace(uint16_t usModule, uint16_t usComposant, uint16_t *pusIndice) MC_NOEXCEPT;
+/* 1 when the trace file is open, else 0. */
+MC_EXPORT int32_t MC_bTraceActive(void) MC_NOEXCEPT;
+/* Empties the channel table; the stream and depth are left alone. */
+MC_EXPORT void MC_InitialiserTraces(void) MC_NOEXCEPT;
+/* Writes the indentation of the current depth. */
+MC_EXPORT void MC_TraceDebutLigne(void) MC_NOEXCEPT;
+/* Ends the line (LF) and flushes the trace file. */
+MC_EXPORT void MC_TraceFinLigne(void) MC_NOEXCEPT;
+/* Writes the indentation and "{ ", one level deeper. */
+MC_EXPORT void MC_TraceDebutFonction(void) MC_NOEXCEPT;
+/* Ends the line, one level up, then writes the indented "}" line. */
+MC_EXPORT void MC_TraceFinFonction(void) MC_NOEXCEPT;
+
+/* ======================================================================
+ * Binary table files: format, writer, reader
+ * ====================================================================== */
+
+/* (section filled by the binary files) */
+
+/* ======================================================================
+ * Binary table files: signatures
+ * ====================================================================== */
+
+/* (section filled by the signatures) */
+
+/* ======================================================================
+ * Data dictionary
+ * ====================================================================== */
+
+/* (section filled by the data dictionary) */
+
+/* ======================================================================
+ * Memory zones: coding
+ * ====================================================================== */
+
+/* (section filled by the zone coding) */
+
+/* ======================================================================
+ * Memory zones: zone table, navigation and editing
+ * ====================================================================== */
+
+/* (section filled by the zones) */
+
+/* ======================================================================
+ * Memory zones: checks
+ * ====================================================================== */
+
+/* (section filled by the zone checks) */
+
+/* ======================================================================
+ * Date and string tools
+ * ====================================================================== */
+
+/* (section filled by the tools) */
+
+#ifdef __cplusplus
+} /* extern "C" */
+#endif
+
+#endif /* MC_H */

@@ -308,7 +308,92 @@ typedef struct {
  * Date and string tools
  * ====================================================================== */
 
-/* (section filled by the tools) */
+/* Dates are checked as numbers (year below 10000, year 0 accepted; month 1 to
+   12; day within the month, Gregorian leap years; hour 0 to 23; minute 0 to
+   59) or as digit strings "YYMMDD", "YYYYMMDD" and "YYYYMMDDhhmm".  The
+   two-digit year is the year number itself, 0 to 99, with no century.
+   Digits are '0' to '9' only.  A null string or out pointer gives 0. */
+
+/* 1 when the date and time are valid, else 0. */
+MC_EXPORT int32_t bOUTILSEstDateValide(uint16_t usAnnee, uint8_t ucMois, uint8_t ucJour, uint8_t ucHeure,
+                                       uint8_t ucMinute) MC_NOEXCEPT;
+/* 1 when the date is valid, else 0. */
+MC_EXPORT int32_t MC_bEstDateNumeriqueValide(uint16_t usAnnee, uint8_t ucMois, uint8_t ucJour) MC_NOEXCEPT;
+/* 1 when the first 6 characters are digits forming a valid YYMMDD, else 0. */
+MC_EXPORT int32_t bOUTILSEstDate6(const char *pcDate) MC_NOEXCEPT;
+/* 1 when the first 8 characters are digits forming a valid YYYYMMDD, else 0. */
+MC_EXPORT int32_t bOUTILSEstDate8(const char *pcDate) MC_NOEXCEPT;
+/* 1 when the first 12 characters are digits forming a valid YYYYMMDDhhmm, else 0. */
+MC_EXPORT int32_t bOUTILSEstDate12(const char *pcDate) MC_NOEXCEPT;
+/* Checks a date string by its length (6, 8 or 12); a string of any other
+   length, the empty string included, is accepted: returns 1. */
+MC_EXPORT int32_t MC_bEstDateChaineValide(const char *pcDate) MC_NOEXCEPT;
+/* Converts a valid date string; 1 done, 0 invalid (*pusAnnee is then 0).
+   A 6-character date fills year (0 to 99), month and day.  An 8- or
+   12-character date is kept in its historical form: pusAnnee must point to
+   4 consecutive 16-bit cells; cell k becomes cell k * 10 + year digit k (the
+   first cell, zeroed first, ends with the first digit only) and month and
+   day are not written.  Other lengths return 0. */
+MC_EXPORT int32_t MC_bDateChaineANumerique(const char *pcDate, uint16_t *pusAnnee, uint8_t *pucMois,
+                                           uint8_t *pucJour) MC_NOEXCEPT;
+/* Writes the date as ucLongueur (6, 8 or 12) characters and a NUL into pcDate
+   (ucLongueur + 1 bytes), valid or not; returns 1, or 0 with nothing written
+   for another length or a day above 99.  Length 12 ends in "0000"; length 6
+   keeps the first two printed digits of the year (2024 gives "20"). */
+MC_EXPORT int32_t MC_bDateNumeriqueAChaine(uint16_t usAnnee, uint8_t ucMois, uint8_t ucJour, uint8_t ucLongueur,
+                                           char *pcDate) MC_NOEXCEPT;
+
+/* Strings.  Classes: a digit is '0' to '9'; a capital is 'A' to 'Z', or a
+   byte at or above 0x80 that the current locale (LC_CTYPE) counts as an
+   upper-case wide character; the space is 0x20 only.  Lower case is not a
+   letter.  Format letters: 'A' digits, capitals and spaces; 'L' capitals and
+   spaces; 'N' digits; 'D' digits (and a date, in bChaineCtrlFormat); any
+   other byte accepts every value.  Results: 1 true or done, 0 false; null
+   arguments give 0.  A failed check leaves the out length unset. */
+
+/* Writes lValeur with "%d" into pcTexte (12 bytes suffice) when it is below
+   10 to the power ulChiffres, computed in wrapping 32-bit arithmetic and
+   compared as signed: negative values always pass.  1 written, 0 not. */
+MC_EXPORT int32_t MC_bLongAChaine(int32_t lValeur, char *pcTexte, uint32_t ulChiffres) MC_NOEXCEPT;
+/* 1 when both strings are present and equal ignoring case, else 0. */
+MC_EXPORT int32_t MC_bCompareChaine(const char *pcChaine1, const char *pcChaine2) MC_NOEXCEPT;
+/* 1 when every byte is a digit (the empty string too), else 0. */
+MC_EXPORT int32_t MC_bEstNumerique(const char *pcChaine) MC_NOEXCEPT;
+/* 1 when every byte is a digit, a capital or a space (the empty string too). */
+MC_EXPORT int32_t MC_bEstAlphaNumerique(const char *pcChaine) MC_NOEXCEPT;
+/* 1 when every byte is a capital or a space (the empty string too). */
+MC_EXPORT int32_t MC_bEstAlphabetique(const char *pcChaine) MC_NOEXCEPT;
+/* Cuts pcTexte in place to ulLongueur characters (or up to its NUL), checks
+   it against cFormat and reduces it: trailing spaces cut for 'A' and 'L',
+   leading zeros for 'N' (one character stays).  pcTexte must have room for
+   a NUL after the kept characters.  1 with *pulNouvelleLongueur set, else 0
+   (the text stays cut). */
+MC_EXPORT int32_t MC_bReduireChaine(char *pcTexte, uint32_t ulLongueur, char cFormat,
+                                    uint32_t *pulNouvelleLongueur) MC_NOEXCEPT;
+/* Copies ulLongueur bytes of pcSource into a new NUL-terminated block,
+   stored in *ppcCopie at once (null if memory fails), checks the copy
+   against cFormat and cuts trailing spaces of 'A' and 'L' in it (leading
+   zeros are kept).  The copy belongs to the caller, whatever the result:
+   give it back with MC_Liberer.  1 with *pulNouvelleLongueur set, else 0.
+   Kept for compatibility: each successful call raises ulMemAllouee by the
+   size of a work block that is never counted back. */
+MC_EXPORT int32_t MC_bReduireChaineCtrl(const char *pcSource, char **ppcCopie, uint32_t ulLongueur, char cFormat,
+                                        uint32_t *pulNouvelleLongueur) MC_NOEXCEPT;
+/* Checks ulLongueur bytes of pcSource against cFormat without changing them
+   ('D': digits, then MC_bEstDateChaineValide).  1 with *pulLongueurUtile set
+   to the length less trailing spaces for 'A' and 'L', the length otherwise;
+   else 0.  Takes a temporary block and gives it back before returning. */
+MC_EXPORT int32_t bChaineCtrlFormat(const char *pcSource, uint32_t ulLongueur, char cFormat,
+                                    uint32_t *pulLongueurUtile) MC_NOEXCEPT;
+/* Converts pcSource to capitals, digits and spaces into a new block stored
+   in *ppcTexte (the caller's, MC_Liberer): lower-case ASCII letters are
+   raised; any other byte (every byte at or above 0x80 included) becomes a
+   space, or is dropped when ulSupprimerAutres is not 0.  With the flag at 0
+   the text gains one trailing space.  An empty source is converted into the
+   buffer *ppcTexte already points to (2 bytes needed).  1 done with
+   *pulLongueur set, 0 otherwise. */
+MC_EXPORT int32_t MC_bConvertirEtenduEnAlpha(const char *pcSource, char **ppcTexte, uint32_t *pulLongueur,
+                                             uint32_t ulSupprimerAutres) MC_NOEXCEPT;
 
 #ifdef __cplusplus
 } /* extern "C" */

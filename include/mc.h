@@ -138,7 +138,72 @@ extern "C" {
  * Core: configuration files
  * ====================================================================== */
 
-/* (section filled by the configuration files) */
+/* INI files: lines "[SECTION]" and "key=value"; section and key names need
+   at least 2 characters and are matched without regard to case; the first
+   matching entry in file order wins.  A file name holding a '/' is used as it
+   stands, any other is looked up in the preferences directory
+   ("/Library/Preferences", or $MC_PREFERENCES_DIR when set and not empty).
+   Names of 256 characters or more never match.
+
+   String readers put their NUL right after the characters copied: a value
+   cut at lTaille characters ends at pcDestination[lTaille], so the
+   destination must hold lTaille + 1 bytes. */
+
+/* Set by read_lineSpecial at the first end of file (or 0xFF byte), cleared at the next. */
+extern MC_EXPORT int32_t finficpourligne;
+
+/* Reads a string (default "") into pcDestination; returns its length, 0 for a
+   null section, key or destination or a size <= 0 (then nothing is read). */
+MC_EXPORT uint32_t MC_ulLireChaineIni(const char *pcSection, const char *pcCle, char *pcDestination,
+                                      int32_t lTaille, const char *pcFichier) MC_NOEXCEPT;
+/* Reads a number (atoi of the value); -1 when absent or for a null section or key. */
+MC_EXPORT int32_t MC_lLireLongIni(const char *pcSection, const char *pcCle, const char *pcFichier) MC_NOEXCEPT;
+/* Writes section/key=value (see WriteIniString); 1 written, 0 failed. */
+MC_EXPORT int32_t MC_bEcrireChaineIni(const char *pcSection, const char *pcCle, const char *pcValeur,
+                                      const char *pcFichier) MC_NOEXCEPT;
+/* MC_ulLireChaineIni on the shared file "tovel.ini". */
+MC_EXPORT uint32_t MC_ulLireChaineTovel(const char *pcSection, const char *pcCle, char *pcDestination,
+                                        int32_t lTaille) MC_NOEXCEPT;
+/* MC_lLireLongIni on the shared file "tovel.ini". */
+MC_EXPORT int32_t MC_lLireLongTovel(const char *pcSection, const char *pcCle) MC_NOEXCEPT;
+/* MC_bEcrireChaineIni on the shared file "tovel.ini". */
+MC_EXPORT int32_t MC_bEcrireChaineTovel(const char *pcSection, const char *pcCle, const char *pcValeur) MC_NOEXCEPT;
+
+/* Copies pcDefaut (cut to lTaille - 1 characters when longer than lTaille)
+   into pcDestination, overwrites it with the value found; returns its length.
+   Untraced file layer under the MC_ calls. */
+MC_EXPORT uint32_t GetIniString(const char *pcSection, const char *pcCle, const char *pcDefaut,
+                                char *pcDestination, int32_t lTaille, const char *pcFichier) MC_NOEXCEPT;
+/* Returns atoi of the value found, or lDefaut. */
+MC_EXPORT int32_t GetIniInt(const char *pcSection, const char *pcCle, int32_t lDefaut,
+                            const char *pcFichier) MC_NOEXCEPT;
+/* Writes the entry in section "[SECTION]" (upper-cased): replaces the first
+   line of the section that begins with pcCle (compared over its length only),
+   else inserts it before the section's first empty line, else appends it; a
+   missing section is appended.  The file is rewritten through
+   "WriteIniTmp.txt" in the preferences directory; a last line without LF and
+   anything from a 0xFF byte on are dropped.  Returns 1, or 0 when nothing
+   could be written. */
+MC_EXPORT int32_t WriteIniString(const char *pcSection, const char *pcCle, const char *pcValeur,
+                                 const char *pcFichier) MC_NOEXCEPT;
+/* Scanner: stores the value of section/key into pvDestination, as a 32-bit
+   atoi for cType 'i' or 'I', else as a string of at most lTaille characters
+   plus NUL; returns pvDestination (untouched when not found), or null when the
+   file's size could not be read. */
+MC_EXPORT void *pkw_GetIniInfo(const char *pcSection, const char *pcCle, void *pvDestination, char cType,
+                               int32_t lTaille, const char *pcFichier) MC_NOEXCEPT;
+/* Reads a line (LF dropped, CR kept) into a 256-byte buffer, longer lines cut
+   to 255 characters; 1, or 0 unterminated at the end of file or a 0xFF byte. */
+MC_EXPORT int32_t read_line(FILE *pstFichier, char *pcLigne) MC_NOEXCEPT;
+/* As read_line, but the first end of file (or 0xFF byte) ends the line, is
+   kept in it as 0xFF and gives 1; the next gives 0. */
+MC_EXPORT int32_t read_lineSpecial(FILE *pstFichier, char *pcLigne) MC_NOEXCEPT;
+/* Number of characters before the first NUL, CR or LF. */
+MC_EXPORT int32_t pkw_GetLine(const char *pcTexte) MC_NOEXCEPT;
+/* Position of cCaractere in the current line, or 0 when absent. */
+MC_EXPORT int32_t pkw_GetToken(const char *pcTexte, char cCaractere) MC_NOEXCEPT;
+/* Upper-cases pcTexte in place; returns it. */
+MC_EXPORT char *pkw_uprstr(char *pcTexte) MC_NOEXCEPT;
 
 /* ======================================================================
  * Core: counted memory and file helpers
@@ -174,7 +239,22 @@ MC_EXPORT uint16_t usConstruireNomComplet(int8_t cComposant, char **ppcNom) MC_N
  * Core: component version records
  * ====================================================================== */
 
-/* (section filled by the version records) */
+/* Records "<component>.adm" in the working directory ("commun" /
+   "repertoiretravail" of "tovel.ini", read at every call), holding the version
+   text as given: no terminator, no line end. */
+
+/* Stores a new 256-byte block in *ppcRepertoire (free it with MC_Liberer,
+   also on failure) and reads the working directory into it; 0, 0xF6F1 not
+   configured, 0xFFFB no memory, 0xF802 null argument. */
+MC_EXPORT uint16_t MC_usDonnerRepertoireTravail(char **ppcRepertoire) MC_NOEXCEPT;
+/* Gives a component's record as a new block of its exact length (not
+   terminated); 0, 0xF6F1, 0xF610 no record or file error, 0xF801, 0xFFFB,
+   0xF802.  Out arguments are untouched on failure. */
+MC_EXPORT uint16_t MC_usLireVersionComposant(int8_t cComposant, uint8_t **ppucContenu,
+                                             uint32_t *pulLongueur) MC_NOEXCEPT;
+/* Creates or replaces a component's record; 0, 0xF6F1, 0xF6F2 record not
+   created, 0xF610 close failed, 0xFFFB, 0xF802. */
+MC_EXPORT uint16_t MC_usEcrireVersionComposant(int8_t cComposant, const char *pcVersion) MC_NOEXCEPT;
 
 /* ======================================================================
  * Trace log
@@ -290,13 +370,172 @@ typedef struct {
  * Memory zones: coding
  * ====================================================================== */
 
-/* (section filled by the zone coding) */
+/* Coded lengths take 1 to 5 bytes: 0..127 as the byte itself, 128..254 as
+   81 xx, 255..65534 as 82 xx xx, 65535..16777214 as 83 xx xx xx, above as
+   84 xx xx xx xx (big-endian).  The limits sit one below what the shorter form
+   could carry; they are shared by the coders and every size function.  A group
+   header is the 16-bit identifier (high byte first) then the coded length of
+   its content; a field is its coded length then its bytes. */
+
+/* Number of bytes (1 to 5) the coding of ulLongueur takes. */
+MC_EXPORT uint32_t MC_stCalculerTailleLongueur(uint32_t ulLongueur) MC_NOEXCEPT;
+/* Writes ulLongueur coded at ulOffset of *ppucBuffer (a ZoneMemoire record may
+   stand for ppucBuffer) without checking room; returns the bytes written, 0
+   when ppucBuffer or *ppucBuffer is null. */
+MC_EXPORT uint32_t MC_stCoderLongueur(uint32_t ulLongueur, uint32_t ulOffset,
+                                      unsigned char **ppucBuffer) MC_NOEXCEPT;
+/* Reads a coded length at ulOffset of a buffer of ulTailleBuffer bytes into
+   *pulLongueur and its byte count into *pulNbOctets; returns a status: 0,
+   0xF810 (unreadable; never reads outside the buffer), 0xF802 (null pointer). */
+MC_EXPORT uint16_t MC_stDecoderLongueur(const unsigned char *pucBuffer, uint32_t ulTailleBuffer,
+                                        uint32_t ulOffset, uint32_t *pulLongueur,
+                                        uint32_t *pulNbOctets) MC_NOEXCEPT;
+/* Size of a field of ulLongueur bytes: the length plus its coding. */
+MC_EXPORT uint32_t MC_stCalculerTailleChamp(uint32_t ulLongueur) MC_NOEXCEPT;
+/* Size of a group header for a content of ulLongueur bytes (3 to 7). */
+MC_EXPORT uint32_t MC_stCalculerTailleEnteteGroupe(uint32_t ulLongueur) MC_NOEXCEPT;
+/* Writes a group header (identifier, coded length) at ulOffset of *ppucBuffer
+   without checking room; returns the bytes written (0 for a null buffer). */
+MC_EXPORT uint32_t MC_stCoderEnteteGroupe(uint16_t usIdentifiant, uint32_t ulLongueur, uint32_t ulOffset,
+                                          unsigned char **ppucBuffer) MC_NOEXCEPT;
+/* Reads a group header at ulOffset: identifier, content length and header
+   size; 0, 0xF810 (unreadable), 0xF802 (null pointer). */
+MC_EXPORT uint16_t MC_usDecoderEnteteGroupe(const unsigned char *pucBuffer, uint32_t ulTailleBuffer,
+                                            uint32_t ulOffset, uint16_t *pusIdentifiant,
+                                            uint32_t *pulLongueur, uint32_t *pulTailleEntete) MC_NOEXCEPT;
+/* Size of a whole group holding ulNombreChamps fields whose lengths follow
+   as uint32_t arguments. */
+MC_EXPORT uint32_t MC_stCalculerTailleGroupe1(uint32_t ulNombreChamps, ...) MC_NOEXCEPT;
+/* Size of a whole group with a content of ulLongueur bytes. */
+MC_EXPORT uint32_t MC_stCalculerTailleGroupe2(uint32_t ulLongueur) MC_NOEXCEPT;
 
 /* ======================================================================
  * Memory zones: zone table, navigation and editing
  * ====================================================================== */
 
-/* (section filled by the zones) */
+/* Number of entries of the zone table ZM (zone numbers 0 to 99). */
+#define MC_NB_ZONES_MAX 100
+
+/* One zone in use.  Buffer comes first so that a record can stand for the
+   address of its buffer pointer (MC_stCoderLongueur).  The members from
+   OffsetChamp on are the cursor; all 0 is the start position.  The record
+   belongs to the zone, the buffer never does: freeing a zone frees only the
+   record. */
+typedef struct ZoneMemoire {
+  unsigned char *Buffer;        /* the zone's buffer */
+  uint32_t TailleBuffer;        /* allocated size of the buffer */
+  uint32_t TailleDonnees;       /* data bytes held, from the buffer's start */
+  uint32_t Structuree;          /* non-zero: groups and fields, cursor in use */
+  uint32_t OffsetChamp;         /* offset of the current field's coded length */
+  uint32_t OffsetGroupe;        /* offset of the current group's header */
+  uint32_t TailleLongueurChamp; /* bytes of the current field's coded length */
+  uint32_t LongueurChamp;       /* length of the current field's data */
+  uint32_t LongueurGroupe;      /* content length of the current group */
+  uint32_t TailleEnteteGroupe;  /* size of the current group's header */
+  uint16_t IdGroupe;            /* current group's identifier, 0 for none */
+  uint16_t NumeroChamp;         /* current field's number from 1, 0 for none */
+  uint16_t CompteurGroupe;      /* groups entered since the start position */
+  uint16_t CompteurChamp;       /* fields entered since the start position */
+} ZoneMemoire;
+
+/* The zone table: one record pointer per zone number, null when free. */
+extern MC_EXPORT ZoneMemoire *ZM[MC_NB_ZONES_MAX];
+
+/* Every function below taking a zone number returns 0xF807 for a number
+   above 99 or a free entry, and (where it needs one kind of zone) 0xF811 for
+   the wrong kind, before anything else.  Pointers it hands out point into the
+   zone's buffer. */
+
+/* Stores the lowest free zone number; 1 found, 0 when all 100 are in use. */
+MC_EXPORT int32_t MC_bRechercherZoneLibre(uint16_t *pusNumZone) MC_NOEXCEPT;
+/* Creates a zone with a zeroed buffer of ulTaille bytes (1 when 0); 0, 0xF801, 0xF802. */
+MC_EXPORT uint16_t MC_usCreerZoneMemoire(uint32_t ulTaille, uint32_t ulStructuree,
+                                         uint16_t *pusNumZone) MC_NOEXCEPT;
+/* Makes a zone over the caller's full buffer, in place; 0, 0xF801, 0xF802. */
+MC_EXPORT uint16_t MC_usInitialiserZoneMemoire(unsigned char *pucBuffer, uint32_t ulTaille,
+                                               uint16_t *pusNumZone, uint32_t ulStructuree) MC_NOEXCEPT;
+/* Same over a buffer holding ulTailleDonnees data bytes; 0, 0xF801, 0xF802. */
+MC_EXPORT uint16_t MC_usInitialiserZoneMemoireNonPlein(unsigned char *pucBuffer, uint32_t ulTailleBuffer,
+                                                       uint32_t ulTailleDonnees, uint16_t *pusNumZone,
+                                                       uint32_t ulStructuree) MC_NOEXCEPT;
+/* Frees the zone's record (not its buffer) and its number; 0, 0xF807. */
+MC_EXPORT uint16_t MC_usLibererZoneMemoire(uint16_t usNumZone) MC_NOEXCEPT;
+/* Stores the buffer pointer and the data length; 0, 0xF807, 0xF802. */
+MC_EXPORT uint16_t MC_pucLireBuffer(uint16_t usNumZone, uint32_t *pulTaille,
+                                    unsigned char **ppucBuffer) MC_NOEXCEPT;
+/* Unstructured zone: copies ulLongueur bytes at ulOffset to *ppucDestination
+   (bounded by the allocated size); 0, 0xF804, 0xF807, 0xF811, 0xF802. */
+MC_EXPORT uint16_t MC_usLireZoneMemoire(uint16_t usNumZone, uint32_t ulOffset, unsigned char **ppucDestination,
+                                        uint32_t ulLongueur) MC_NOEXCEPT;
+/* Unstructured zone: writes ulLongueur bytes at ulOffset, raising the data
+   length; 0, 0xF804, 0xF807, 0xF811, 0xF802. */
+MC_EXPORT uint16_t MC_usEcrireZoneMemoire(uint16_t usNumZone, uint32_t ulOffset, const unsigned char *pucSource,
+                                          uint32_t ulLongueur) MC_NOEXCEPT;
+/* Moves the data to a new buffer of ulNouvelleTaille bytes (never smaller
+   than the allocated size) and frees the old one with MC_Liberer, even a
+   caller's; 0, 0xF801, 0xF807. */
+MC_EXPORT uint16_t MC_usRedimensionner(uint16_t usNumZone, uint32_t ulNouvelleTaille) MC_NOEXCEPT;
+
+/* Navigation (structured zones).  ulParcoursChamps non-zero: each move to the
+   next group first steps over the remaining fields, counting them. */
+
+/* Puts the cursor at the start (counters included); 0. */
+MC_EXPORT uint16_t MC_usPositionnerDebut(uint16_t usNumZone) MC_NOEXCEPT;
+/* Moves to the last group, then to its last field; 0. */
+MC_EXPORT uint16_t MC_usPositionnerFin(uint16_t usNumZone, uint32_t ulParcoursChamps) MC_NOEXCEPT;
+/* Moves usNombre groups forward (0 moves one) and stores the identifier
+   reached; 0, 0xF805 (end), 0xF810 (unreadable), 0xF802. */
+MC_EXPORT uint16_t MC_usAvancerGroupeSuivant(uint16_t usNumZone, uint16_t usNombre, uint32_t ulParcoursChamps,
+                                             uint16_t *pusIdGroupe) MC_NOEXCEPT;
+/* Moves usNombre fields forward in the group (0 moves one) and stores the
+   field's number, data pointer and length; 0, 0xF805, 0xF810, 0xF802. */
+MC_EXPORT uint16_t MC_usAvancerChampSuivant(uint16_t usNumZone, uint16_t usNombre, uint16_t *pusNumeroChamp,
+                                            unsigned char **ppucDonnees, uint32_t *pulLongueur) MC_NOEXCEPT;
+/* Finds the usOccurrence-th group usIdGroupe after the current one; 0,
+   0xF805 (none), 0xF806 (too few), 0xF810. */
+MC_EXPORT uint16_t MC_usRechercherGroupeSuivant(uint16_t usNumZone, uint16_t usIdGroupe, uint16_t usOccurrence,
+                                                uint32_t ulParcoursChamps) MC_NOEXCEPT;
+/* The same search from the start of the zone; 0xF802 for occurrence 0. */
+MC_EXPORT uint16_t MC_usRechercherGroupe(uint16_t usNumZone, uint16_t usIdGroupe, uint16_t usOccurrence,
+                                         uint32_t ulParcoursChamps) MC_NOEXCEPT;
+/* Finds field usNumeroChamp of the usOccurrenceGroupe-th group usIdGroupe and
+   stores its data pointer and length; 0, 0xF802, 0xF805, 0xF806, 0xF810. */
+MC_EXPORT uint16_t MC_usRechercherChamp(uint16_t usNumZone, uint16_t usIdGroupe, uint16_t usOccurrenceGroupe,
+                                        uint16_t usNumeroChamp, uint32_t ulParcoursChamps,
+                                        unsigned char **ppucDonnees, uint32_t *pulLongueur) MC_NOEXCEPT;
+/* Enters the next group and stores its identifier and its occurrence among
+   the groups with that identifier (0 from the start position, where the
+   cursor does not move); 0, 0xF805, 0xF810, 0xF802. */
+MC_EXPORT uint16_t MC_usLireGroupeSuivant(uint16_t usNumZone, uint32_t ulParcoursChamps, uint16_t *pusIdGroupe,
+                                          uint16_t *pusOccurrence) MC_NOEXCEPT;
+/* Stores 1 when the current field ends at or past the data end, else 0. */
+MC_EXPORT uint16_t MC_usFinDonnees(uint16_t usNumZone, uint32_t *pbFin) MC_NOEXCEPT;
+/* Stores 1 when the current group is the last one, else 0. */
+MC_EXPORT uint16_t MC_usFinZone(uint16_t usNumZone, uint32_t *pbFin) MC_NOEXCEPT;
+/* Stores 1 when the current field is the last of its group, else 0. */
+MC_EXPORT uint16_t MC_usFinGroupe(uint16_t usNumZone, uint32_t *pbFin) MC_NOEXCEPT;
+/* Stores the number of groups entered since the start position. */
+MC_EXPORT uint16_t MC_usLireCompteurGroupe(uint16_t usNumZone, uint16_t *pusCompteur) MC_NOEXCEPT;
+/* Stores the number of fields entered since the start position. */
+MC_EXPORT uint16_t MC_usLireCompteurChamp(uint16_t usNumZone, uint16_t *pusCompteur) MC_NOEXCEPT;
+/* Stores a pointer to byte ulPosition of the current field's data, after
+   checking ulPosition + ulLongueur lies in the field; 0, 0xF805, 0xFFFE. */
+MC_EXPORT uint16_t MC_usExtraireChamp(uint16_t usNumZone, unsigned char **ppucDonnees, uint32_t ulPosition,
+                                      uint32_t ulLongueur) MC_NOEXCEPT;
+
+/* Editing (structured zones).  Nothing grows the buffer: 0xF804 means the
+   result would not fit and nothing changed; resize and retry. */
+
+/* Inserts an empty group after the current one and makes it current; 0, 0xF804. */
+MC_EXPORT uint16_t MC_usAjouterGroupe(uint16_t usNumZone, uint16_t usIdGroupe) MC_NOEXCEPT;
+/* Inserts a field holding a copy of ulLongueur bytes after the current field
+   and makes it current; 0, 0xF804, 0xF805 (no current group), 0xF802. */
+MC_EXPORT uint16_t MC_usAjouterChamp(uint16_t usNumZone, const unsigned char *pucDonnees,
+                                     uint32_t ulLongueur) MC_NOEXCEPT;
+/* Writes ulLongueur bytes at ulPosition of the current field, lengthening it
+   when ulAgrandissement is non-zero; 0, 0xF804, 0xF805, 0xFFFE, 0xF802. */
+MC_EXPORT uint16_t MC_usModifierChamp(uint16_t usNumZone, const unsigned char *pucDonnees, uint32_t ulPosition,
+                                      uint32_t ulLongueur, uint32_t ulAgrandissement) MC_NOEXCEPT;
 
 /* ======================================================================
  * Memory zones: checks

@@ -1,11 +1,15 @@
-// Library core: counted memory and file helpers.
+// Library core: counted memory, file helpers, configuration files and
+// component version records.
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <sys/stat.h>
 
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "core/memory.h"
+#include "core/preferences.h"
 #include "support/mc_test.h"
 
 using mc::test::ReadFile;
@@ -193,6 +197,387 @@ TEST(CoreFiles, DateTimeFormatting) {
   size = 5;  // does not fit
   EXPECT_EQ(donneDateHeure(text, &size, "%Y-%m-%d"), 0u);
   EXPECT_EQ(size, 0u);
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Configuration files
+// ---------------------------------------------------------------------------
+
+namespace {
+
+using mc::test::PreferencesDir;
+using mc::test::WriteFile;
+
+// Reads section/key of a file holding `content`, with "def" as default.
+std::string Lire(const PreferencesDir &prefs, const std::string &content, const char *section,
+                 const char *key, int32_t size = 255) {
+  WriteFile(prefs.file("t.ini"), content);
+  std::vector<char> dest(static_cast<size_t>(size) + 1, '\x7f');
+  const uint32_t n = GetIniString(section, key, "def", dest.data(), size, "t.ini");
+  EXPECT_EQ(n, strlen(dest.data())) << content;
+  return std::string(dest.data());
+}
+
+TEST(CoreIniRead, ScannerMatchingRules) {
+  PreferencesDir prefs;
+  struct Row {
+    const char *content, *section, *key, *expected;
+  };
+  const Row rows[] = {
+      // Section names: blanks inside brackets count, case does not.
+      {"[ commun ]\nkey=1\n", "commun", "key", "def"},
+      {"[COMMUN]\nkey=1\n", "commun", "key", "1"},
+      {"[commun]\nkey=1\n", "COMMUN", "key", "1"},
+      {"[Commun]\nKeY=1\n", "commun", "kEy", "1"},
+      // One-character names are never found.
+      {"[a]\nkey=1\n", "a", "key", "def"},
+      {"[ab]\nk=1\n", "ab", "k", "def"},
+      // Blanks around "=": before it they belong to the key, after it they go.
+      {"[ab]\nkey = value\n", "ab", "key", "def"},
+      {"[ab]\nkey = value\n", "ab", "key ", "value"},
+      {"[ab]\nkey=   value\n", "ab", "key", "value"},
+      {"[ab]\nkey=\tvalue\n", "ab", "key", "\tvalue"},
+      {"[ab]\nkey=value ; note  \n", "ab", "key", "value ; note  "},
+      {"[ab]\nkey=\n", "ab", "key", ""},
+      // Comments only where a line (or a scan step) starts.
+      {"[ab]\n;key=1\n  #key=2\nkey=3\n", "ab", "key", "3"},
+      // Entries outside any section, and in other sections, are not seen.
+      {"key=1\n[ab]\n", "ab", "key", "def"},
+      {"[cd]\nkey=1\n[ab]\nkey=2\n", "ab", "key", "2"},
+      // First match in file order across every matching section.
+      {"[ab]\nkey=1\n\n[AB]\nkey=2\n", "ab", "key", "1"},
+      {"[ab]\nfoo=1\n[cd]\nkey=3\n[AB]\nkey=2\n", "ab", "key", "2"},
+      // Line ends: LF, CR, CR LF.
+      {"[ab]\rkey=1\rx=2", "ab", "key", "1"},
+      {"[ab]\r\nkey=1\r\n", "ab", "key", "1"},
+      // A line without "=" is stepped over two characters at a time.
+      {"[cd]\nwxy[ef]\nkey=1\n", "cd", "key", "1"},
+      {"[cd]\nwx[ef]\nkey=1\n", "cd", "key", "def"},
+      {"[cd]\nw[ef]\nkey=1\n", "cd", "key", "1"},
+      // After a key that does not match, the value is scanned as a line.
+      {"[cd]\nother=key=7\n", "cd", "key", "7"},
+      {"[cd]\nother=[xy]\nkey=1\n", "cd", "key", "def"},
+      // Bytes from 0x80 up are skipped like blanks.
+      {"[ab]\n\xe9key=1\n", "ab", "key", "1"},
+      // Truncated files.
+      {"[ab]\nkey=", "ab", "key", ""},
+      {"[ab]\nkey", "ab", "key", "def"},
+      {"[ab", "ab", "key", "def"},
+      {"[", "ab", "key", "def"},
+      {"", "ab", "key", "def"},
+  };
+  for (const Row &r : rows) EXPECT_EQ(Lire(prefs, r.content, r.section, r.key), r.expected) << r.content;
+}
+
+TEST(CoreIniRead, SizeLimitsDefaultsAndCuts) {
+  PreferencesDir prefs;
+  WriteFile(prefs.file("t.ini"), "[ab]\nkey=abcdef\n");
+  // A value longer than the limit: size characters, then the NUL at [size].
+  char dest[8];
+  memset(dest, '#', sizeof dest);
+  EXPECT_EQ(GetIniString("ab", "key", "", dest, 3, "t.ini"), 3u);
+  EXPECT_EQ(std::string(dest, 5), std::string("abc\0#", 5));
+  // A default longer than the size is cut to size - 1; one of exactly size
+  // characters is copied whole.
+  memset(dest, '#', sizeof dest);
+  EXPECT_EQ(GetIniString("ab", "none", "wxyz", dest, 3, "t.ini"), 2u);
+  EXPECT_EQ(std::string(dest, 4), std::string("wx\0#", 4));
+  memset(dest, '#', sizeof dest);
+  EXPECT_EQ(GetIniString("ab", "none", "wxy", dest, 3, "t.ini"), 3u);
+  EXPECT_EQ(std::string(dest, 5), std::string("wxy\0#", 5));
+  memset(dest, '#', sizeof dest);
+  EXPECT_EQ(GetIniString("ab", "none", "wxy", dest, 0, "t.ini"), 0u);
+  EXPECT_EQ(std::string(dest, 2), std::string("\0#", 2));
+  // The exported reader: no reading for a zero or negative size or a null name.
+  memset(dest, '#', sizeof dest);
+  EXPECT_EQ(MC_ulLireChaineIni("ab", "key", dest, 0, "t.ini"), 0u);
+  EXPECT_EQ(MC_ulLireChaineIni("ab", "key", dest, -1, "t.ini"), 0u);
+  EXPECT_EQ(MC_ulLireChaineIni(nullptr, "key", dest, 4, "t.ini"), 0u);
+  EXPECT_EQ(MC_ulLireChaineIni("ab", nullptr, dest, 4, "t.ini"), 0u);
+  EXPECT_EQ(MC_ulLireChaineIni("ab", "key", nullptr, 4, "t.ini"), 0u);
+  EXPECT_EQ(dest[0], '#');
+  EXPECT_EQ(MC_ulLireChaineIni("ab", "key", dest, 7, "t.ini"), 6u);
+  EXPECT_STREQ(dest, "abcdef");
+  // A missing key or file empties the destination.
+  EXPECT_EQ(MC_ulLireChaineIni("ab", "none", dest, 7, "t.ini"), 0u);
+  EXPECT_STREQ(dest, "");
+  strcpy(dest, "old");
+  EXPECT_EQ(MC_ulLireChaineIni("ab", "key", dest, 7, "missing.ini"), 0u);
+  EXPECT_STREQ(dest, "");
+  EXPECT_EQ(pkw_GetIniInfo("ab", "key", nullptr, 's', 4, "t.ini"), nullptr);
+}
+
+TEST(CoreIniRead, Numbers) {
+  PreferencesDir prefs;
+  WriteFile(prefs.file("n.ini"), "[ab]\nn1=42\nn2= -7 \nn3=abc\nn4=12abc\nn5=99999999999\n");
+  WriteFile(prefs.file("tovel.ini"), "[commun]\nniveau=3\n");
+  EXPECT_EQ(GetIniInt("ab", "n1", 5, "n.ini"), 42);
+  EXPECT_EQ(GetIniInt("ab", "n2", 5, "n.ini"), -7);
+  EXPECT_EQ(GetIniInt("ab", "n3", 5, "n.ini"), 0);
+  EXPECT_EQ(GetIniInt("ab", "n4", 5, "n.ini"), 12);
+  EXPECT_EQ(GetIniInt("ab", "n5", 5, "n.ini"), static_cast<int32_t>(99999999999LL));
+  EXPECT_EQ(GetIniInt("ab", "nx", 5, "n.ini"), 5);
+  EXPECT_EQ(MC_lLireLongIni("ab", "n1", "n.ini"), 42);
+  EXPECT_EQ(MC_lLireLongIni("ab", "nx", "n.ini"), -1);
+  EXPECT_EQ(MC_lLireLongIni(nullptr, "n1", "n.ini"), -1);
+  EXPECT_EQ(MC_lLireLongIni("ab", nullptr, "n.ini"), -1);
+  EXPECT_EQ(MC_lLireLongTovel("commun", "niveau"), 3);
+  EXPECT_EQ(MC_lLireLongTovel(nullptr, "niveau"), -1);
+  int32_t value = 8;
+  EXPECT_EQ(pkw_GetIniInfo("ab", "n1", &value, 'I', 4, "n.ini"), &value);
+  EXPECT_EQ(value, 42);
+  char text[8];
+  EXPECT_EQ(pkw_GetIniInfo("ab", "n1", text, 'x', 7, "n.ini"), text);  // any other letter: string
+  EXPECT_STREQ(text, "42");
+}
+
+TEST(CoreIniRead, HostileFilesAndLongNamesReturnDefaults) {
+  PreferencesDir prefs;
+  const std::string longName(300, 'k');
+  const std::string exact255(255, 'k');
+  const std::string rows[] = {
+      std::string("[ab]\0key=1\n", 11),
+      std::string("[ab]\nkey\0=1\n", 12),
+      "[ab]key=1",  // found: no line end is needed after a header
+      "\r\r\r\r\r\r",
+      "[[[[[[[[[[",
+      "[ab]\n=====\n==\n",
+      "[ab]\n" + std::string(10000, 'x'),
+      "[ab]\n" + std::string(10000, '[') + "\n",
+      "[" + longName + "]\nkey=1\n",
+      "[ab]\n" + longName + "=1\n",
+  };
+  for (const std::string &content : rows) {
+    const std::string got = Lire(prefs, content, "ab", "key");
+    EXPECT_TRUE(got == "def" || got == "1") << content.substr(0, 40);
+  }
+  EXPECT_EQ(Lire(prefs, "[ab]key=1", "ab", "key"), "1");
+  EXPECT_EQ(Lire(prefs, std::string("[ab]\0key=1\n", 11), "ab", "key"), "1");  // NUL skipped as a blank
+  // A wanted name that does not fit the 256-byte buffers never matches, even
+  // when the file holds it; 255 characters still do.
+  EXPECT_EQ(Lire(prefs, "[" + longName + "]\nkey=1\n", longName.c_str(), "key"), "def");
+  EXPECT_EQ(Lire(prefs, "[ab]\n" + longName + "=1\n", "ab", longName.c_str()), "def");
+  EXPECT_EQ(Lire(prefs, "[" + exact255 + "]\n" + exact255 + "=1\n", exact255.c_str(), exact255.c_str()), "1");
+  // A long value is cut at the caller's size.
+  EXPECT_EQ(Lire(prefs, "[ab]\nkey=" + std::string(1000, 'v') + "\n", "ab", "key", 255), std::string(255, 'v'));
+  // Binary junk over the characters the scanner reacts to.
+  uint32_t seed = 12345;
+  const char alphabet[] = "[]=;#\r\n \tabkeyKEY\0\xff\x80";
+  for (int file = 0; file < 300; ++file) {
+    std::string junk;
+    for (int i = 0; i < 120; ++i) {
+      seed = seed * 1103515245u + 12345u;
+      junk.push_back(alphabet[(seed >> 16) % (sizeof alphabet - 1)]);
+    }
+    const std::string got = Lire(prefs, junk, "ab", "key", 16);
+    EXPECT_LE(got.size(), 16u);
+  }
+  // A directory as the file.
+  ASSERT_EQ(mkdir(prefs.file("d.ini").c_str(), 0700), 0);
+  char dest[8] = "x";
+  EXPECT_EQ(GetIniString("ab", "key", "def", dest, 7, "d.ini"), 3u);
+  EXPECT_STREQ(dest, "def");
+}
+
+TEST(CoreIniPaths, PreferencesDirectoryOverride) {
+  unsetenv("MC_PREFERENCES_DIR");
+  EXPECT_EQ(mc::RepertoirePreferences(), "/Library/Preferences");
+  EXPECT_EQ(mc::CheminIni("tovel.ini"), "/Library/Preferences/tovel.ini");
+  setenv("MC_PREFERENCES_DIR", "", 1);
+  EXPECT_EQ(mc::RepertoirePreferences(), "/Library/Preferences");
+  setenv("MC_PREFERENCES_DIR", "/p/", 1);
+  EXPECT_EQ(mc::CheminIni("tovel.ini"), "/p//tovel.ini");
+  EXPECT_EQ(mc::CheminIni("sub/x.ini"), "sub/x.ini");  // any '/' keeps the name as it stands
+
+  PreferencesDir prefs;
+  TempDir elsewhere;
+  WriteFile(prefs.file("tovel.ini"), "[commun]\nkey=prefs\n");
+  WriteFile(elsewhere.file("tovel.ini"), "[commun]\nkey=elsewhere\n");
+  char dest[16];
+  EXPECT_EQ(MC_ulLireChaineTovel("commun", "key", dest, 15), 5u);
+  EXPECT_STREQ(dest, "prefs");
+  EXPECT_EQ(MC_ulLireChaineIni("commun", "key", dest, 15, elsewhere.file("tovel.ini").c_str()), 9u);
+  EXPECT_STREQ(dest, "elsewhere");
+  // A target outside the preferences directory is still rewritten through the
+  // temporary file of the preferences directory, which does not stay.
+  EXPECT_EQ(MC_bEcrireChaineIni("commun", "key2", "v", elsewhere.file("tovel.ini").c_str()), 1);
+  EXPECT_EQ(ReadFile(elsewhere.file("tovel.ini")), "[commun]\nkey=elsewhere\n\n[COMMUN]\nkey2=v\n");
+  EXPECT_FALSE(mc::test::FileExists(prefs.file("WriteIniTmp.txt")));
+
+  // A missing preferences directory: defaults for the readers, 0 for the writers.
+  setenv("MC_PREFERENCES_DIR", prefs.file("missing").c_str(), 1);
+  strcpy(dest, "x");
+  EXPECT_EQ(MC_ulLireChaineTovel("commun", "key", dest, 15), 0u);
+  EXPECT_STREQ(dest, "");
+  EXPECT_EQ(MC_lLireLongTovel("commun", "key"), -1);
+  EXPECT_EQ(MC_bEcrireChaineTovel("commun", "key", "v"), 0);
+  const std::string before = ReadFile(elsewhere.file("tovel.ini"));
+  EXPECT_EQ(MC_bEcrireChaineIni("commun", "key", "v", elsewhere.file("tovel.ini").c_str()), 0);
+  EXPECT_EQ(ReadFile(elsewhere.file("tovel.ini")), before);
+}
+
+// Writes commun/k1=v over a file holding `content`; returns the new content.
+std::string Ecrire(const PreferencesDir &prefs, const std::string &content, const char *section = "commun",
+                   const char *key = "k1", const char *value = "v") {
+  WriteFile(prefs.file("w.ini"), content);
+  EXPECT_EQ(MC_bEcrireChaineIni(section, key, value, "w.ini"), 1) << content;
+  EXPECT_FALSE(mc::test::FileExists(prefs.file("WriteIniTmp.txt")));
+  return ReadFile(prefs.file("w.ini"));
+}
+
+TEST(CoreIniWriter, RewritesEndStates) {
+  PreferencesDir prefs;
+  struct Row {
+    std::string before, after;
+  };
+  const Row rows[] = {
+      // Replaced in place; only the key's length is compared.
+      {"[COMMUN]\nk1=old\nk2=2\n", "[COMMUN]\nk1=v\nk2=2\n"},
+      {"[COMMUN]\nk1abc=1\nk2=2\n", "[COMMUN]\nk1=v\nk2=2\n"},
+      {"[COMMUN]\nK1=1\n", "[COMMUN]\nK1=1\nk1=v\n"},
+      // Inserted before the first empty line of the section.
+      {"[COMMUN]\na1=1\n\n[X]\nk1=2\n", "[COMMUN]\na1=1\nk1=v\n\n[X]\nk1=2\n"},
+      // Appended when the entries run to the end of the file.
+      {"[COMMUN]\na1=1\n", "[COMMUN]\na1=1\nk1=v\n"},
+      {"[COMMUN]\n", "[COMMUN]\nk1=v\n"},
+      // With no empty line, the search runs on into the next section.
+      {"[COMMUN]\na1=1\n[X]\nk1=2\n", "[COMMUN]\na1=1\n[X]\nk1=v\n"},
+      // A missing section is appended after an empty line.
+      {"[OTHER]\nx1=1\n", "[OTHER]\nx1=1\n\n[COMMUN]\nk1=v\n"},
+      {"", "\n[COMMUN]\nk1=v\n"},
+      // A last line without LF is lost, and so is everything from a 0xFF byte.
+      {"[COMMUN]\na1=1\nlast=2", "[COMMUN]\na1=1\nk1=v\n"},
+      {"[OTHER]\nlast=2", "[OTHER]\n\n[COMMUN]\nk1=v\n"},
+      {"[COMMUN]\na1=1\nx\xffy\nz=1\n", "[COMMUN]\na1=1\nk1=v\n"},
+      // CR stays in the lines, so "[COMMUN]\r" is another header.
+      {"[COMMUN]\r\na1=1\r\n", "[COMMUN]\r\na1=1\r\n\n[COMMUN]\nk1=v\n"},
+      // Lines longer than any working buffer are copied whole.
+      {"[COMMUN]\n" + std::string(1000, 'x') + "\n\n", "[COMMUN]\n" + std::string(1000, 'x') + "\nk1=v\n\n"},
+  };
+  for (const Row &r : rows) EXPECT_EQ(Ecrire(prefs, r.before), r.after) << r.before;
+
+  // A new file gets the header and the entry; the key keeps its spelling.
+  ASSERT_EQ(MC_bEcrireChaineIni("Commun", "MyKey", "a b ; c", "new.ini"), 1);
+  EXPECT_EQ(ReadFile(prefs.file("new.ini")), "[COMMUN]\nMyKey=a b ; c\n");
+  char dest[16];
+  EXPECT_EQ(MC_ulLireChaineIni("commun", "mykey", dest, 15, "new.ini"), 7u);
+  EXPECT_STREQ(dest, "a b ; c");
+
+  // A section spelt in lower case is not found: a second one is appended,
+  // and the reader still sees the first.
+  EXPECT_EQ(Ecrire(prefs, "[commun]\nk1=old\n", "commun", "k1", "new"),
+            "[commun]\nk1=old\n\n[COMMUN]\nk1=new\n");
+  EXPECT_EQ(MC_ulLireChaineIni("commun", "k1", dest, 15, "w.ini"), 3u);
+  EXPECT_STREQ(dest, "old");
+
+  // Names the reader could never match are refused; nothing changes.
+  const std::string longName(256, 's');
+  WriteFile(prefs.file("w.ini"), "[COMMUN]\n");
+  EXPECT_EQ(MC_bEcrireChaineIni(longName.c_str(), "k1", "v", "w.ini"), 0);
+  EXPECT_EQ(MC_bEcrireChaineIni("commun", longName.c_str(), "v", "w.ini"), 0);
+  EXPECT_EQ(MC_bEcrireChaineIni(nullptr, "k1", "v", "w.ini"), 0);
+  EXPECT_EQ(MC_bEcrireChaineIni("commun", "k1", nullptr, "w.ini"), 0);
+  EXPECT_EQ(MC_bEcrireChaineIni("commun", "k1", "v", nullptr), 0);
+  EXPECT_EQ(ReadFile(prefs.file("w.ini")), "[COMMUN]\n");
+
+  // Round trip through the shared file.
+  ASSERT_EQ(MC_bEcrireChaineTovel("commun", "repertoiretravail", "/tmp/w"), 1);
+  ASSERT_EQ(MC_bEcrireChaineTovel("commun", "repertoiretable", "/tmp/t"), 1);
+  ASSERT_EQ(MC_bEcrireChaineTovel("commun", "repertoiretravail", "/tmp/w2"), 1);
+  EXPECT_EQ(ReadFile(prefs.file("tovel.ini")), "[COMMUN]\nrepertoiretravail=/tmp/w2\nrepertoiretable=/tmp/t\n");
+}
+
+TEST(CoreIniWrappers, TraceLines) {
+  PreferencesDir prefs;
+  WriteFile(prefs.file("tovel.ini"), "[commun]\nkey=abc\n");
+  TraceCapture trace({5});
+  char dest[8];
+  MC_ulLireChaineIni("commun", "key", dest, 7, "tovel.ini");
+  MC_lLireLongIni("commun", "none", "tovel.ini");
+  MC_bEcrireChaineIni("commun", "k", "v", "x.ini");
+  MC_ulLireChaineTovel("commun", "key", dest, 0);
+  MC_lLireLongTovel("commun", "key");
+  MC_bEcrireChaineTovel("commun", "k", "v");
+  const std::vector<std::string> expected = {
+      "{ MC_ulLireChaineIni",   "  MC_ulLireChaineIni / Longueur =0x0003",   "  MC_ulLireChaineIni",   "}",
+      "{ MC_lLireLongIni",      "  MC_lLireLongIni / lRetour =0xffffffff",   "  MC_lLireLongIni",      "}",
+      "{ MC_bEcrireChaineIni",  "  MC_bEcrireChaineIni / bRetour =0x0001",   "  MC_bEcrireChaineIni",  "}",
+      "{ MC_ulLireChaineTovel", "  MC_ulLireChaineTovel / Longueur =0x0000", "  MC_ulLireChaineTovel", "}",
+      "{ MC_lLireLongTovel",    "  MC_lLireLongTovel / lRetour =0x0000",     "  MC_lLireLongTovel",    "}",
+      "{ MC_bEcrireChaineTovel", "  MC_bEcrireChaineTovel / bRetour =0x0001", "  MC_bEcrireChaineTovel", "}",
+  };
+  EXPECT_EQ(trace.Lines(), expected);
+}
+
+TEST(CoreIniLines, ReadLineAndSpecialVariant) {
+  TempDir dir;
+  const std::string path = dir.file("lines");
+  WriteFile(path, "ab\r\n\ncd\n" + std::string(300, 'x') + "\nlast");
+  FILE *f = fopen(path.c_str(), "rb");
+  ASSERT_NE(f, nullptr);
+  char line[256];
+  EXPECT_EQ(read_line(f, line), 1);
+  EXPECT_STREQ(line, "ab\r");
+  EXPECT_EQ(read_line(f, line), 1);
+  EXPECT_STREQ(line, "");
+  EXPECT_EQ(read_line(f, line), 1);
+  EXPECT_STREQ(line, "cd");
+  EXPECT_EQ(read_line(f, line), 1);  // cut to the buffer, the rest of the line skipped
+  EXPECT_EQ(std::string(line), std::string(255, 'x'));
+  memset(line, '#', sizeof line);
+  EXPECT_EQ(read_line(f, line), 0);  // last line without LF: not terminated
+  EXPECT_EQ(std::string(line, 5), "last#");
+  fclose(f);
+
+  WriteFile(path, "a\xff" "b\nc\n");
+  f = fopen(path.c_str(), "rb");
+  ASSERT_NE(f, nullptr);
+  EXPECT_EQ(read_line(f, line), 0);  // 0xFF ends the reading
+  fclose(f);
+
+  WriteFile(path, "ab\ncd");
+  f = fopen(path.c_str(), "rb");
+  ASSERT_NE(f, nullptr);
+  EXPECT_EQ(finficpourligne, 0);
+  EXPECT_EQ(read_lineSpecial(f, line), 1);
+  EXPECT_STREQ(line, "ab");
+  EXPECT_EQ(read_lineSpecial(f, line), 1);  // the end closes the last line, kept as 0xFF
+  EXPECT_STREQ(line, "cd\xff");
+  EXPECT_EQ(finficpourligne, 1);
+  EXPECT_EQ(read_lineSpecial(f, line), 0);
+  EXPECT_EQ(finficpourligne, 0);
+  fclose(f);
+
+  WriteFile(path, "a\xff" "b\n");
+  f = fopen(path.c_str(), "rb");
+  ASSERT_NE(f, nullptr);
+  EXPECT_EQ(read_lineSpecial(f, line), 1);
+  EXPECT_STREQ(line, "a\xff");
+  EXPECT_EQ(read_lineSpecial(f, line), 1);
+  EXPECT_STREQ(line, "b");
+  EXPECT_EQ(read_lineSpecial(f, line), 0);  // the end of file clears the flag
+  EXPECT_EQ(finficpourligne, 0);
+  fclose(f);
+  EXPECT_EQ(read_line(nullptr, line), 0);
+  EXPECT_EQ(read_lineSpecial(nullptr, line), 0);
+}
+
+TEST(CoreIniLines, TextHelpers) {
+  EXPECT_EQ(pkw_GetLine("abc\r\nx"), 3);
+  EXPECT_EQ(pkw_GetLine("abc"), 3);
+  EXPECT_EQ(pkw_GetLine("\nabc"), 0);
+  EXPECT_EQ(pkw_GetToken("ab=c", '='), 2);
+  EXPECT_EQ(pkw_GetToken("=c", '='), 0);  // at position 0: reads as absent
+  EXPECT_EQ(pkw_GetToken("abc\n=", '='), 0);
+  EXPECT_EQ(pkw_GetToken("abc", '='), 0);
+  char text[] = "aBc-1 [x]\xe9";
+  EXPECT_EQ(pkw_uprstr(text), text);
+  EXPECT_STREQ(text, "ABC-1 [X]\xe9");
+  EXPECT_EQ(pkw_GetLine(nullptr), 0);
+  EXPECT_EQ(pkw_GetToken(nullptr, '='), 0);
+  EXPECT_EQ(pkw_uprstr(nullptr), nullptr);
 }
 
 }  // namespace

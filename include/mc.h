@@ -326,7 +326,207 @@ MC_EXPORT void MC_TraceFinFonction(void) MC_NOEXCEPT;
  * Binary table files: format, writer, reader
  * ====================================================================== */
 
-/* (section filled by the binary files) */
+/* Number of binary files that can be open at once (file numbers 1 to 100). */
+#define MC_NB_FICHIERS_MAX 100
+/* Control types of a binary file, given at create and at open; any other
+   value behaves like MC_CONTROLE_AUCUN. */
+#define MC_CONTROLE_AUCUN     0u /* nothing (the reader still keeps a 128-byte trailer) */
+#define MC_CONTROLE_CRC       1u /* CRC-16 as "%04X" in the first four bytes */
+#define MC_CONTROLE_SIGNATURE 2u /* 128-byte signature appended at close */
+/* CRC field of a file that carries no CRC (yet). */
+#define CRC16_FICTIF "0000"
+/* Longest comment the reader accepts into EnteteFichierBinaire (the NUL aside). */
+#define MC_LONGUEUR_COMMENTAIRE_MAX 200
+
+/* Header of a binary file: given to the writer, filled by the reader.  Every
+   field is NUL-terminated; on disk each takes its array size less one byte
+   (the name is space padded there, and the comment runs to a CR).  256 bytes. */
+typedef struct EnteteFichierBinaire {
+  char acNomFichier[13];     /* the file's own name; a longer one is cut to 12 */
+  char acVersion[5];         /* 4 decimal digits */
+  char acChampA[6];          /* 5 characters, set by the application */
+  char acChampB[9];          /* 8 characters, set by the application */
+  char acVersionLecteur[5];  /* 4 decimal digits */
+  char acChampC[6];          /* 5 characters, set by the application */
+  char acChampD[11];         /* 10 characters, set by the application */
+  char acCommentaire[MC_LONGUEUR_COMMENTAIRE_MAX + 1]; /* up to the CR, without it */
+} EnteteFichierBinaire;
+
+/* Header of one table of a binary file (28 bytes).  On disk: the name in 10
+   bytes, the three 32-bit words big-endian, the three bytes, then
+   5 x (ucNbDescripteurs1 + ucNbDescripteurs2) bytes of descriptors. */
+typedef struct EnteteTable {
+  char acNomTable[11];        /* 10 bytes as written; the reader strips trailing spaces */
+  uint32_t ulTaille;          /* bytes of the table's data after its header */
+  uint32_t ulNombre;          /* number of records */
+  uint32_t ulReserve;         /* written 0 */
+  uint8_t ucNbDescripteurs1;  /* written 0; descriptors are skipped unread */
+  uint8_t ucNbDescripteurs2;  /* written 0 */
+  uint8_t ucReserve;          /* written 0 */
+} EnteteTable;
+
+/* One open binary file, owned by the file table. */
+typedef struct Fichier {
+  char *pcRepertoire;      /* copy of the directory given at create or open */
+  char *pcNomFichier;      /* copy of the file name given at create or open */
+  uint16_t usTypeControle; /* MC_CONTROLE_... */
+  FILE *pFlux;             /* the open stream */
+  uint32_t ulTaille;       /* writer: data bytes since the last table header;
+                              reader: length of the file at open */
+  uint16_t bLecture;       /* 1 when opened for reading */
+  uint16_t bEcriture;      /* 1 when created for writing */
+} Fichier;
+
+/* Value of a slot of fichiers that a create or open has taken but not yet filled. */
+#define MC_FICHIER_RESERVE ((Fichier *)1)
+/* The file table: slot n - 1 holds file number n (null when free). */
+extern MC_EXPORT Fichier *fichiers[MC_NB_FICHIERS_MAX];
+/* 1 once the file table has been cleared by the first create or open. */
+extern MC_EXPORT int32_t initialise;
+/* Position of the size word of the last table header whose size is not yet
+   patched, 0 when none; one for the whole process, whatever the file. */
+extern MC_EXPORT int32_t lPositionTailleTable;
+
+/* Clears the file table the first time; returns 0. */
+MC_EXPORT uint16_t usInitialiserTableauFichiers(void) MC_NOEXCEPT;
+/* Reserves the lowest free file number into *pusNumFichierBinaire; 0, 0xF80A, 0xF802. */
+MC_EXPORT uint16_t usRechercherNumeroFichier(uint16_t *pusNumFichierBinaire) MC_NOEXCEPT;
+/* Puts psFichier (null: frees the slot) under a file number; 0, 0xF807. */
+MC_EXPORT uint16_t usRenseignerFichierTableau(uint16_t usNumFichierBinaire, Fichier *psFichier) MC_NOEXCEPT;
+/* Stores the record of an open file number into *ppsFichier; 0, 0xF807, 0xF802. */
+MC_EXPORT uint16_t usRechercherFichier(uint16_t usNumFichierBinaire, Fichier **ppsFichier) MC_NOEXCEPT;
+/* Closes the stream and frees the record and slot of a file number, with no
+   CRC, size or signature work; 0, 0xF807. */
+MC_EXPORT uint16_t usLibererFichier(uint16_t usNumFichierBinaire) MC_NOEXCEPT;
+
+/* Creates (truncating) directory/name, writes the header and stores the new
+   file number (0 on failure); 0, 0xF802, 0xF80A, 0xF801, 0xF610. */
+MC_EXPORT uint16_t MC_usCreerFichierBinaire(const char *pcRepertoire, const char *pcNomFichier,
+                                            uint16_t usTypeControle, const EnteteFichierBinaire *psEntete,
+                                            uint16_t *pusNumFichierBinaire) MC_NOEXCEPT;
+/* Writes the file header from offset 0 (CRC field "0000"); 0, 0xF610, 0xF807, 0xF811. */
+MC_EXPORT uint16_t usEcrireEnteteFichierBinaire(uint16_t usNumFichierBinaire,
+                                                const EnteteFichierBinaire *psEntete) MC_NOEXCEPT;
+/* Starts a table: writes its header with size 0 and remembers where the
+   size goes; 0, 0xF807, 0xF811, 0xF610, 0xF802. */
+MC_EXPORT uint16_t MC_usEcrireEnteteTable(uint16_t usNumFichierBinaire, const EnteteTable *psEntete) MC_NOEXCEPT;
+/* Patches the size of the table in progress, then moves to the end of the
+   file; 0, 0xF807, 0xF811, 0xF610. */
+MC_EXPORT uint16_t MC_usEcrireTaille(uint16_t usNumFichierBinaire) MC_NOEXCEPT;
+/* Writes one byte; 0, 0xF807, 0xF811, 0xF610. */
+MC_EXPORT uint16_t MC_usEcrireUnsignedChar(uint16_t usNumFichierBinaire, uint8_t ucValeur) MC_NOEXCEPT;
+/* Writes one signed byte; 0, 0xF807, 0xF811, 0xF610. */
+MC_EXPORT uint16_t MC_usEcrireSignedChar(uint16_t usNumFichierBinaire, int8_t cValeur) MC_NOEXCEPT;
+/* Writes 2 bytes big-endian; 0, 0xF807, 0xF811, 0xF610. */
+MC_EXPORT uint16_t MC_usEcrireUnsignedShort(uint16_t usNumFichierBinaire, uint16_t usValeur) MC_NOEXCEPT;
+/* Writes 2 bytes big-endian; 0, 0xF807, 0xF811, 0xF610. */
+MC_EXPORT uint16_t MC_usEcrireSignedShort(uint16_t usNumFichierBinaire, int16_t sValeur) MC_NOEXCEPT;
+/* Writes 4 bytes big-endian; 0, 0xF807, 0xF811, 0xF610. */
+MC_EXPORT uint16_t MC_usEcrireUnsignedLong(uint16_t usNumFichierBinaire, uint32_t ulValeur) MC_NOEXCEPT;
+/* Writes 4 bytes big-endian; 0, 0xF807, 0xF811, 0xF610. */
+MC_EXPORT uint16_t MC_usEcrireSignedLong(uint16_t usNumFichierBinaire, int32_t lValeur) MC_NOEXCEPT;
+/* Writes 8 bytes of packed decimal (14 digits); no mode check; 0, 0xF807,
+   0xF610 (also for a magnitude of 1e14 or more, or a value that is not finite). */
+MC_EXPORT uint16_t MC_usEcrireDouble(uint16_t usNumFichierBinaire, double dValeur) MC_NOEXCEPT;
+/* Writes a 16-bit value big-endian and two bytes; 0, 0xF807, 0xF811, 0xF610. */
+MC_EXPORT uint16_t MC_usEcrireDate(uint16_t usNumFichierBinaire, uint16_t usAnnee, uint8_t ucMois,
+                                   uint8_t ucJour) MC_NOEXCEPT;
+/* Writes ulLongueur bytes as given; 0, 0xF807, 0xF811, 0xF610, 0xF802. */
+MC_EXPORT uint16_t MC_usEcrireChampFixe(uint16_t usNumFichierBinaire, const void *pvDonnees,
+                                        uint32_t ulLongueur) MC_NOEXCEPT;
+/* Writes ulNombre 16-bit units in memory order; 0, 0xF807, 0xF811, 0xF610, 0xF802. */
+MC_EXPORT uint16_t MC_usEcrireChampUnicodeFixe(uint16_t usNumFichierBinaire, const uint16_t *pusDonnees,
+                                               uint32_t ulNombre) MC_NOEXCEPT;
+/* Writes a length code and the characters (null string: one byte 0); 0,
+   0xF807, 0xF811, 0xF610. */
+MC_EXPORT uint16_t MC_usEcrireChaineVariable(uint16_t usNumFichierBinaire, const char *pcChaine) MC_NOEXCEPT;
+/* Moves the stream (origin 0 start, 1 current, 2 end); 0 or 0xF610 for any failure. */
+MC_EXPORT uint16_t MC_usPositionnerOffset(uint16_t usNumFichierBinaire, int32_t lOffset,
+                                          uint16_t usOrigine) MC_NOEXCEPT;
+/* Stores the stream's position; 0, 0xF610, 0xF802. */
+MC_EXPORT uint16_t MC_usLirePositionFichier(uint16_t usNumFichierBinaire, uint32_t *pulPosition) MC_NOEXCEPT;
+/* Finishes a written file (last table size, then CRC or signature) and
+   closes any file; 0, 0xF807, 0xF610, 1, or the signing status. */
+MC_EXPORT uint16_t MC_usLibererFichierBinaire(uint16_t usNumFichierBinaire,
+                                              const char *pcCheminClePrivee) MC_NOEXCEPT;
+/* Codes a string length in the minimal BER form into pucCode (5 bytes of
+   room); returns the number of bytes (1 to 5), 0 when pucCode is null. */
+MC_EXPORT uint32_t stCoderLongueur(uint32_t ulLongueur, unsigned char *pucCode) MC_NOEXCEPT;
+
+/* Opens directory/name for reading, reads the header into *psEntete, checks
+   the name and the control; stores the file number (0 when failing before
+   the file is open); 0, 0xF800, 0xF802, 0xF80A, 0xF801, 0xF610, 0xF640,
+   0xF660, 0xF630.  After 0xF640/0xF660/0xF630 the file stays open. */
+MC_EXPORT uint16_t MC_usInitialiserFichierBinaire(const char *pcRepertoire, const char *pcNomFichier,
+                                                  uint16_t usTypeControle, uint16_t *pusNumFichierBinaire,
+                                                  EnteteFichierBinaire *psEntete) MC_NOEXCEPT;
+/* Reads the file header from offset 5 and leaves the stream on the first
+   table; 0, 0xF610, 0xF640, 0xF807, 0xF802. */
+MC_EXPORT uint16_t usLireEnteteFichierBinaire(uint16_t usNumFichierBinaire,
+                                              EnteteFichierBinaire *psEntete) MC_NOEXCEPT;
+/* Reads the header comment up to its CR into pcCommentaire (ulTaille bytes
+   of room, NUL included); 0, 0xF640 (also when it does not fit), 0xF807, 0xF802. */
+MC_EXPORT uint16_t usLireCommentaire(uint16_t usNumFichierBinaire, char *pcCommentaire,
+                                     uint32_t ulTaille) MC_NOEXCEPT;
+/* Reads the table header at the current position and skips its
+   descriptors; 0, 0xF640, 0xF807, 0xF802. */
+MC_EXPORT uint16_t MC_usLireEnteteTable(uint16_t usNumFichierBinaire, EnteteTable *psEntete) MC_NOEXCEPT;
+/* Finds a table by name, scanning from the current position round to it;
+   leaves the stream on its data; 0, 0xF805, 0xF640, 0xF610, 0xF807, 0xF802. */
+MC_EXPORT uint16_t MC_usRechercherTable(uint16_t usNumFichierBinaire, const char *pcNomTable,
+                                        EnteteTable *psEntete) MC_NOEXCEPT;
+/* Reads one byte; 0, 0xF640, 0xF807, 0xF802. */
+MC_EXPORT uint16_t MC_usLireUnsignedChar(uint16_t usNumFichierBinaire, uint8_t *pucValeur) MC_NOEXCEPT;
+/* Reads one signed byte (set only on success); 0, 0xF640, 0xF807, 0xF802. */
+MC_EXPORT uint16_t MC_usLireSignedChar(uint16_t usNumFichierBinaire, int8_t *pcValeur) MC_NOEXCEPT;
+/* Reads 2 bytes big-endian; 0, 0xF640, 0xF807, 0xF802. */
+MC_EXPORT uint16_t MC_usLireUnsignedShort(uint16_t usNumFichierBinaire, uint16_t *pusValeur) MC_NOEXCEPT;
+/* Reads 2 bytes big-endian (set only on success); 0, 0xF640, 0xF807, 0xF802. */
+MC_EXPORT uint16_t MC_usLireSignedShort(uint16_t usNumFichierBinaire, int16_t *psValeur) MC_NOEXCEPT;
+/* Reads 4 bytes big-endian (all four are consumed even at the end); 0,
+   0xF640, 0xF807, 0xF802. */
+MC_EXPORT uint16_t MC_usLireUnsignedLong(uint16_t usNumFichierBinaire, uint32_t *pulValeur) MC_NOEXCEPT;
+/* Reads 4 bytes big-endian (set only on success); 0, 0xF640, 0xF807, 0xF802. */
+MC_EXPORT uint16_t MC_usLireSignedLong(uint16_t usNumFichierBinaire, int32_t *plValeur) MC_NOEXCEPT;
+/* Reads 8 bytes of packed decimal; 0, 0xF640, 0xF807, 0xF802. */
+MC_EXPORT uint16_t MC_usLireDouble(uint16_t usNumFichierBinaire, double *pdValeur) MC_NOEXCEPT;
+/* Reads a 16-bit value and two bytes, stopping at the first failure; 0,
+   0xF640, 0xF807, 0xF802. */
+MC_EXPORT uint16_t MC_usLireDate(uint16_t usNumFichierBinaire, uint16_t *pusAnnee, uint8_t *pucMois,
+                                 uint8_t *pucJour) MC_NOEXCEPT;
+/* Reads ulLongueur bytes into the caller's buffer, adding nothing; 0,
+   0xF640, 0xF807, 0xF802. */
+MC_EXPORT uint16_t MC_usLireChampFixe(uint16_t usNumFichierBinaire, void *pvBuffer,
+                                      uint32_t ulLongueur) MC_NOEXCEPT;
+/* Reads ulNombre 16-bit units in memory order (65536 units or more never
+   succeed, the count read being kept to 16 bits); 0, 0xF640, 0xF807, 0xF802. */
+MC_EXPORT uint16_t MC_usLireChampUnicodeFixe(uint16_t usNumFichierBinaire, uint16_t *pusBuffer,
+                                             uint32_t ulNombre) MC_NOEXCEPT;
+/* Reads a length code and the characters into a new NUL-terminated block
+   stored in *ppcChaine at once (the caller frees it, even on failure); 0,
+   0xF640, 0xF802, 0xF801, 0xF807. */
+MC_EXPORT uint16_t MC_usLireChaineVariable(uint16_t usNumFichierBinaire, char **ppcChaine) MC_NOEXCEPT;
+/* Reads ulLongueur bytes from offset lOffset into a new block stored in
+   *ppucBuffer (bytes past the end read as 0), position unchanged; the
+   status of the seek back: 0 or 0xF610; 0xF801, 0xF802. */
+MC_EXPORT uint16_t MC_usLireFichierBinaire(uint16_t usNumFichierBinaire, int32_t lOffset, uint32_t ulLongueur,
+                                           unsigned char **ppucBuffer) MC_NOEXCEPT;
+/* Stores the current length of the file; 0, 0xF610, 0xF802, 0xFFFF. */
+MC_EXPORT uint16_t MC_usLongueurFichierBinaire(uint16_t usNumFichierBinaire, uint32_t *pulLongueur) MC_NOEXCEPT;
+/* Stores where the data ends: the length at open, less 128 (not below 0)
+   unless the control type is CRC; 0, 0xF807, 0xF802. */
+MC_EXPORT uint16_t usTailleDonnneeFichierBinaire(uint16_t usNumFichierBinaire, uint32_t *pulTaille) MC_NOEXCEPT;
+/* Decodes a length code at ulOffset of a buffer: the length, and 1 or the
+   number of length bytes after the first; 0 or 0xF802. */
+MC_EXPORT uint16_t usDecoderLongueur(const unsigned char *pucBuffer, uint32_t ulTailleBuffer, uint32_t ulOffset,
+                                     uint32_t *pulLongueur, uint32_t *pulNombreOctets) MC_NOEXCEPT;
+/* Reads the 4-character CRC field at offset 0, position unchanged; 0, 0xF610, 0xF802. */
+MC_EXPORT uint16_t usLireCRC(uint16_t usNumFichierBinaire, uint16_t *pusCRC) MC_NOEXCEPT;
+/* Value of one hexadecimal digit ('0'-'9', 'A'-'F', 'a'-'f'), else 0xFFFF. */
+MC_EXPORT uint16_t usConvertirHexa(char cCaractere) MC_NOEXCEPT;
+/* CRC-16 of the file from offset 4 to its end, position unchanged; 0, 1
+   (seek to offset 4 failed), 0xF610, 0xF807, 0xF802. */
+MC_EXPORT uint16_t usCalculerCRC16(uint16_t usNumFichierBinaire, uint16_t *pusCRC) MC_NOEXCEPT;
 
 /* ======================================================================
  * Binary table files: signatures

@@ -581,3 +581,208 @@ TEST(CoreIniLines, TextHelpers) {
 }
 
 }  // namespace
+
+// ---------------------------------------------------------------------------
+// Component version records
+// ---------------------------------------------------------------------------
+
+namespace {
+
+// A preferences directory whose "tovel.ini" names a working directory.
+struct WorkingDir {
+  PreferencesDir prefs;
+  TempDir work;
+  explicit WorkingDir(const std::string &suffix = "") {
+    WriteFile(prefs.file("tovel.ini"), "[commun]\nrepertoiretable=/t\nrepertoiretravail=" + work.path() + suffix +
+                                           "\n");
+  }
+};
+
+TEST(CoreVersion, WrittenAndReadBackByteForByte) {
+  WorkingDir dir;
+  const uint32_t before = ulMemAllouee;
+  ASSERT_EQ(MC_usEcrireVersionComposant(92, "0103"), 0);
+  EXPECT_EQ(ReadFile(dir.work.file("92.adm")), "0103");
+  uint8_t *content = nullptr;
+  uint32_t length = 0;
+  ASSERT_EQ(MC_usLireVersionComposant(92, &content, &length), 0);
+  ASSERT_EQ(length, 4u);
+  EXPECT_EQ(std::string(reinterpret_cast<char *>(content), 4), "0103");
+  MC_Liberer(content);
+  // Replacing truncates; an empty version gives an empty record.
+  ASSERT_EQ(MC_usEcrireVersionComposant(92, "7"), 0);
+  EXPECT_EQ(ReadFile(dir.work.file("92.adm")), "7");
+  ASSERT_EQ(MC_usEcrireVersionComposant(0, ""), 0);
+  EXPECT_TRUE(mc::test::FileExists(dir.work.file("0.adm")));
+  EXPECT_EQ(ReadFile(dir.work.file("0.adm")), "");
+  length = 99;
+  ASSERT_EQ(MC_usLireVersionComposant(0, &content, &length), 0);
+  EXPECT_EQ(length, 0u);
+  MC_Liberer(content);
+  // Raw bytes come back as they are, line ends and NULs included.
+  WriteFile(dir.work.file("127.adm"), std::string("a\0b\r\n", 5));
+  ASSERT_EQ(MC_usLireVersionComposant(127, &content, &length), 0);
+  ASSERT_EQ(length, 5u);
+  EXPECT_EQ(std::string(reinterpret_cast<char *>(content), 5), std::string("a\0b\r\n", 5));
+  MC_Liberer(content);
+  // Every block the calls took is given back.
+  EXPECT_EQ(ulMemAllouee, before);
+}
+
+TEST(CoreVersion, TrailingSlashInWorkingDirectory) {
+  WorkingDir dir("/");
+  ASSERT_EQ(MC_usEcrireVersionComposant(93, "0104"), 0);
+  EXPECT_EQ(ReadFile(dir.work.file("93.adm")), "0104");
+}
+
+TEST(CoreVersion, FailuresLeaveOutArgumentsAndFilesAlone) {
+  PreferencesDir prefs;
+  uint8_t *const marker = reinterpret_cast<uint8_t *>(0x10);
+  uint8_t *content = marker;
+  uint32_t length = 77;
+  // No "tovel.ini", then an empty working directory.
+  EXPECT_EQ(MC_usLireVersionComposant(92, &content, &length), 0xF6F1);
+  EXPECT_EQ(MC_usEcrireVersionComposant(92, "0103"), 0xF6F1);
+  WriteFile(prefs.file("tovel.ini"), "[commun]\nrepertoiretravail=\n");
+  EXPECT_EQ(MC_usLireVersionComposant(92, &content, &length), 0xF6F1);
+  EXPECT_EQ(MC_usEcrireVersionComposant(92, "0103"), 0xF6F1);
+  char *work = nullptr;
+  EXPECT_EQ(MC_usDonnerRepertoireTravail(&work), 0xF6F1);
+  EXPECT_NE(work, nullptr);  // handed out even on failure
+  MC_Liberer(work);
+  // A working directory that does not exist: no record to read, none created.
+  WriteFile(prefs.file("tovel.ini"), "[commun]\nrepertoiretravail=" + prefs.file("nowhere") + "\n");
+  EXPECT_EQ(MC_usLireVersionComposant(92, &content, &length), 0xF610);
+  EXPECT_EQ(MC_usEcrireVersionComposant(92, "0103"), 0xF6F2);
+  // A record never written.
+  TempDir dirWork;
+  WriteFile(prefs.file("tovel.ini"), "[commun]\nrepertoiretravail=" + dirWork.path() + "\n");
+  EXPECT_EQ(MC_usLireVersionComposant(5, &content, &length), 0xF610);
+  EXPECT_EQ(content, marker);
+  EXPECT_EQ(length, 77u);
+  // The working-directory block cannot be had: nothing is touched.
+  mc::testing::FaireEchouerAllocation(1);
+  work = reinterpret_cast<char *>(1);
+  EXPECT_EQ(MC_usDonnerRepertoireTravail(&work), 0xFFFB);
+  EXPECT_EQ(work, nullptr);
+  mc::testing::FaireEchouerAllocation(1);
+  EXPECT_EQ(MC_usEcrireVersionComposant(92, "0103"), 0xFFFB);
+  EXPECT_FALSE(mc::test::FileExists(dirWork.file("92.adm")));
+  WriteFile(dirWork.file("92.adm"), "0103");
+  mc::testing::FaireEchouerAllocation(1);
+  EXPECT_EQ(MC_usLireVersionComposant(92, &content, &length), 0xFFFB);
+  EXPECT_EQ(content, marker);
+  // A failing join of directory and name.
+  mc::testing::FaireEchouerAllocation(4);  // directory, its copy, the name, then the path
+  EXPECT_EQ(MC_usLireVersionComposant(92, &content, &length), 0xF801);
+  mc::testing::FaireEchouerAllocation(4);
+  EXPECT_EQ(MC_usEcrireVersionComposant(93, "0103"), 0xF6F2);
+  EXPECT_FALSE(mc::test::FileExists(dirWork.file("93.adm")));
+  EXPECT_EQ(content, marker);
+  // Null arguments.
+  EXPECT_EQ(MC_usDonnerRepertoireTravail(nullptr), 0xF802);
+  EXPECT_EQ(MC_usLireVersionComposant(92, nullptr, &length), 0xF802);
+  EXPECT_EQ(MC_usLireVersionComposant(92, &content, nullptr), 0xF802);
+  EXPECT_EQ(MC_usEcrireVersionComposant(92, nullptr), 0xF802);
+}
+
+TEST(CoreVersion, TraceLines) {
+  WorkingDir dir;
+  TraceCapture trace({4});
+  ASSERT_EQ(MC_usEcrireVersionComposant(92, "0103"), 0);
+  uint8_t *content = nullptr;
+  uint32_t length = 0;
+  ASSERT_EQ(MC_usLireVersionComposant(92, &content, &length), 0);
+  MC_Liberer(content);
+  EXPECT_EQ(MC_usLireVersionComposant(9, &content, &length), 0xF610);
+  const std::vector<std::string> lines = trace.Lines();
+  const std::vector<std::string> write = {
+      "{ MC_usEcrireVersionComposant",
+      "  { MC_usDonnerRepertoireTravail",
+      "    MC_usDonnerRepertoireTravail",
+      "  }",
+      "  MC_usDonnerRepertoireTravail /  usRetour =0x0000",
+      "  Repertoire Travail OK",
+      "  ECRITURE DES COMPOSANTS Retour de recherche du repertoire de travail =(0)",
+      "  { usLireBufferFichier",
+      "    usLireBufferFichier",
+      "  }",
+      "  ECRITURE DES COMPOSANTS: usConstruireNomComplet =0x0000",
+      "   ECRITURE DES COMPOSANTS MC_usCreerNomCompletFichier =0x0000",
+      "  { usOuvrirFichier",
+      "    Fichier : " + dir.work.file("92.adm") + " mode ouverture wb",
+      "    usOuvrirFichier",
+      "  }",
+      "  { usFermerFichier",
+      "    usFermerFichier",
+      "  }",
+      "  Resultat fin fonction =(0)",
+      "  MC_usEcrireVersionComposant",
+      "}",
+  };
+  const std::vector<std::string> missing = {
+      "{ MC_usLireVersionComposant",
+      "  { MC_usDonnerRepertoireTravail",
+      "    MC_usDonnerRepertoireTravail",
+      "  }",
+      "  { usLireBufferFichier",
+      "    usLireBufferFichier",
+      "  }",
+      "  LECTURE DES COMPOSANTS: usConstruireNomComplet =0x0000",
+      "  LECTURE DES COMPOSANTS MC_usCreerNomCompletFichier =0x0000",
+      "  { usOuvrirFichier",
+      "    Fichier : " + dir.work.file("9.adm") + " mode ouverture r",
+      "    ERREUR :  Probleme ouverture fichier",
+      "    usOuvrirFichier",
+      "  }",
+      "  ERREUR : LECTURE DES COMPOSANTS Retour ERREUR =(62992)",
+      "  Retour =(62992)",
+      "  MC_usLireVersionComposant =(62992)",
+      "  MC_usLireVersionComposant",
+      "}",
+  };
+  ASSERT_GT(lines.size(), write.size() + missing.size());
+  EXPECT_EQ(std::vector<std::string>(lines.begin(), lines.begin() + write.size()), write);
+  EXPECT_EQ(std::vector<std::string>(lines.end() - missing.size(), lines.end()), missing);
+  // The successful read: two "Retour" lines, around the read of the record.
+  const std::vector<std::string> read(lines.begin() + write.size(), lines.end() - missing.size());
+  ASSERT_EQ(read.size(), 24u);
+  EXPECT_EQ(read[13], "  Retour =(0)");
+  EXPECT_EQ(read[17], "  Retour =(0)");
+  EXPECT_EQ(read[21], "  MC_usLireVersionComposant =(0)");
+}
+
+TEST(CoreVersion, TraceLinesWithoutWorkingDirectory) {
+  PreferencesDir prefs;
+  TraceCapture trace({4});
+  uint8_t *content = nullptr;
+  uint32_t length = 0;
+  EXPECT_EQ(MC_usLireVersionComposant(92, &content, &length), 0xF6F1);
+  EXPECT_EQ(MC_usEcrireVersionComposant(92, "0103"), 0xF6F1);
+  const std::vector<std::string> expected = {
+      "{ MC_usLireVersionComposant",
+      "  { MC_usDonnerRepertoireTravail",
+      "    ERREUR : ERREUR du repertoire de travail  (63217)",
+      "    MC_usDonnerRepertoireTravail",
+      "  }",
+      "  ERREUR : LECTURE DES COMPOSANTS Erreur sur le repertoire de travail =(63217)",
+      "  Retour =(63217)",
+      "  MC_usLireVersionComposant =(63217)",
+      "  MC_usLireVersionComposant",
+      "}",
+      "{ MC_usEcrireVersionComposant",
+      "  { MC_usDonnerRepertoireTravail",
+      "    ERREUR : ERREUR du repertoire de travail  (63217)",
+      "    MC_usDonnerRepertoireTravail",
+      "  }",
+      "  MC_usDonnerRepertoireTravail /  usRetour =0xf6f1",
+      "  Retour de recherche du repertoire de travail =(63217)",
+      "  ECRITURE DES COMPOSANTS Retour de recherche du repertoire de travail =(63217)",
+      "  Resultat fin fonction =(63217)",
+      "  MC_usEcrireVersionComposant",
+      "}",
+  };
+  EXPECT_EQ(trace.Lines(), expected);
+}
+
+}  // namespace

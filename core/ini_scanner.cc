@@ -30,20 +30,36 @@ bool CopierNomMajuscule(const char *pcNom, char (&tampon)[mc::kTailleTamponIni])
   return true;
 }
 
-// Number of characters from pcTexte up to the first cFin, or -1 when a NUL,
-// CR or LF comes first (the count so far goes to *pNombre).
-long CompterJusqua(const char *pcTexte, char cFin, size_t *pNombre) {
-  size_t n = 0;
-  while (pcTexte[n] != cFin) {
-    if (FinDeLigne(pcTexte[n])) {
-      *pNombre = n;
-      return -1;
+// Counts the characters from pcTexte[pos] up to the first cFin, stopping at a
+// NUL, CR or LF.  A stretch already seen without cFin is remembered, so that
+// a long line stepped over a few characters at a time is not counted again
+// at every step.
+class Compteur {
+ public:
+  Compteur(const char *pcTexte, char cFin) : texte_(pcTexte), fin_(cFin) {}
+  // True with the count in *pNombre when cFin comes first.
+  bool Compter(size_t pos, size_t *pNombre) {
+    if (pos >= sansDebut_ && pos <= sansFin_) return false;
+    size_t n = 0;
+    while (texte_[pos + n] != fin_) {
+      if (FinDeLigne(texte_[pos + n])) {
+        sansDebut_ = pos;
+        sansFin_ = pos + n;
+        return false;
+      }
+      ++n;
     }
-    ++n;
+    *pNombre = n;
+    return true;
   }
-  *pNombre = n;
-  return static_cast<long>(n);
-}
+
+ private:
+  const char *texte_;
+  char fin_;
+  // Cutting names in place only adds line ends, so a stretch stays free of
+  // cFin once seen so.
+  size_t sansDebut_ = 1, sansFin_ = 0;
+};
 
 // Walks the text (NUL at pcTexte[ulTaille]) for the first entry of the key in
 // a section of the wanted name, in file order.  Returns the start of the
@@ -52,13 +68,15 @@ long CompterJusqua(const char *pcTexte, char cFin, size_t *pNombre) {
 char *Scanner(char *pcTexte, size_t ulTaille, const char *pcSection, const char *pcCle) {
   size_t pos = 0;
   bool dansSection = false;
+  Compteur crochet(pcTexte, ']');
+  Compteur egal(pcTexte, '=');
   while (pos < ulTaille) {
     const char c = pcTexte[pos];
     if (c == ';' || c == '#') {
       while (!FinDeLigne(pcTexte[pos])) ++pos;
     } else if (c == '[') {
       size_t n = 0;
-      if (CompterJusqua(pcTexte + pos + 1, ']', &n) < 0) {
+      if (!crochet.Compter(pos + 1, &n)) {
         dansSection = false;
         pos += 2;
       } else if (n < 2) {
@@ -80,7 +98,7 @@ char *Scanner(char *pcTexte, size_t ulTaille, const char *pcSection, const char 
       while (!FinDeLigne(pcTexte[pos])) ++pos;
     } else {
       size_t n = 0;
-      if (CompterJusqua(pcTexte + pos, '=', &n) < 0) {
+      if (!egal.Compter(pos, &n)) {
         // Kept for compatibility: a line without "=" is stepped over two
         // characters at a time, each step read as the start of a line.
         pos += 2;

@@ -337,22 +337,9 @@ TEST(CoreIniRead, HostileFilesAndLongNamesReturnDefaults) {
   PreferencesDir prefs;
   const std::string longName(300, 'k');
   const std::string exact255(255, 'k');
-  const std::string rows[] = {
-      std::string("[ab]\0key=1\n", 11),
-      std::string("[ab]\nkey\0=1\n", 12),
-      "[ab]key=1",  // found: no line end is needed after a header
-      "\r\r\r\r\r\r",
-      "[[[[[[[[[[",
-      "[ab]\n=====\n==\n",
-      "[ab]\n" + std::string(10000, 'x'),
-      "[ab]\n" + std::string(10000, '[') + "\n",
-      "[" + longName + "]\nkey=1\n",
-      "[ab]\n" + longName + "=1\n",
-  };
-  for (const std::string &content : rows) {
-    const std::string got = Lire(prefs, content, "ab", "key");
-    EXPECT_TRUE(got == "def" || got == "1") << content.substr(0, 40);
-  }
+  for (const std::string &content : {std::string("\r\r\r\r"), std::string("[[[[[[[["), std::string("[ab]\n==\n=\n"),
+                                     "[ab]\n" + std::string(2000000, 'x'), "[ab]\n" + std::string(2000000, '[')})
+    EXPECT_EQ(Lire(prefs, content, "ab", "key"), "def");
   EXPECT_EQ(Lire(prefs, "[ab]key=1", "ab", "key"), "1");
   EXPECT_EQ(Lire(prefs, std::string("[ab]\0key=1\n", 11), "ab", "key"), "1");  // NUL skipped as a blank
   // A wanted name that does not fit the 256-byte buffers never matches, even
@@ -686,6 +673,15 @@ TEST(CoreVersion, FailuresLeaveOutArgumentsAndFilesAlone) {
   EXPECT_EQ(MC_usEcrireVersionComposant(92, nullptr), 0xF802);
 }
 
+// The lines a call writes at its own depth: the blocks of the helpers it
+// calls are left out.
+std::vector<std::string> OwnLines(const std::vector<std::string> &lines) {
+  std::vector<std::string> own;
+  for (const std::string &l : lines)
+    if (l.rfind("  ", 0) == 0 && l.rfind("    ", 0) != 0 && l.rfind("  {", 0) != 0 && l != "  }") own.push_back(l);
+  return own;
+}
+
 TEST(CoreVersion, TraceLines) {
   WorkingDir dir;
   TraceCapture trace({4});
@@ -695,61 +691,28 @@ TEST(CoreVersion, TraceLines) {
   ASSERT_EQ(MC_usLireVersionComposant(92, &content, &length), 0);
   MC_Liberer(content);
   EXPECT_EQ(MC_usLireVersionComposant(9, &content, &length), 0xF610);
-  const std::vector<std::string> lines = trace.Lines();
-  const std::vector<std::string> write = {
-      "{ MC_usEcrireVersionComposant",
-      "  { MC_usDonnerRepertoireTravail",
-      "    MC_usDonnerRepertoireTravail",
-      "  }",
+  const std::vector<std::string> expected = {
       "  MC_usDonnerRepertoireTravail /  usRetour =0x0000",
       "  Repertoire Travail OK",
       "  ECRITURE DES COMPOSANTS Retour de recherche du repertoire de travail =(0)",
-      "  { usLireBufferFichier",
-      "    usLireBufferFichier",
-      "  }",
       "  ECRITURE DES COMPOSANTS: usConstruireNomComplet =0x0000",
       "   ECRITURE DES COMPOSANTS MC_usCreerNomCompletFichier =0x0000",
-      "  { usOuvrirFichier",
-      "    Fichier : " + dir.work.file("92.adm") + " mode ouverture wb",
-      "    usOuvrirFichier",
-      "  }",
-      "  { usFermerFichier",
-      "    usFermerFichier",
-      "  }",
       "  Resultat fin fonction =(0)",
       "  MC_usEcrireVersionComposant",
-      "}",
-  };
-  const std::vector<std::string> missing = {
-      "{ MC_usLireVersionComposant",
-      "  { MC_usDonnerRepertoireTravail",
-      "    MC_usDonnerRepertoireTravail",
-      "  }",
-      "  { usLireBufferFichier",
-      "    usLireBufferFichier",
-      "  }",
       "  LECTURE DES COMPOSANTS: usConstruireNomComplet =0x0000",
       "  LECTURE DES COMPOSANTS MC_usCreerNomCompletFichier =0x0000",
-      "  { usOuvrirFichier",
-      "    Fichier : " + dir.work.file("9.adm") + " mode ouverture r",
-      "    ERREUR :  Probleme ouverture fichier",
-      "    usOuvrirFichier",
-      "  }",
+      "  Retour =(0)",
+      "  Retour =(0)",
+      "  MC_usLireVersionComposant =(0)",
+      "  MC_usLireVersionComposant",
+      "  LECTURE DES COMPOSANTS: usConstruireNomComplet =0x0000",
+      "  LECTURE DES COMPOSANTS MC_usCreerNomCompletFichier =0x0000",
       "  ERREUR : LECTURE DES COMPOSANTS Retour ERREUR =(62992)",
       "  Retour =(62992)",
       "  MC_usLireVersionComposant =(62992)",
       "  MC_usLireVersionComposant",
-      "}",
   };
-  ASSERT_GT(lines.size(), write.size() + missing.size());
-  EXPECT_EQ(std::vector<std::string>(lines.begin(), lines.begin() + write.size()), write);
-  EXPECT_EQ(std::vector<std::string>(lines.end() - missing.size(), lines.end()), missing);
-  // The successful read: two "Retour" lines, around the read of the record.
-  const std::vector<std::string> read(lines.begin() + write.size(), lines.end() - missing.size());
-  ASSERT_EQ(read.size(), 24u);
-  EXPECT_EQ(read[13], "  Retour =(0)");
-  EXPECT_EQ(read[17], "  Retour =(0)");
-  EXPECT_EQ(read[21], "  MC_usLireVersionComposant =(0)");
+  EXPECT_EQ(OwnLines(trace.Lines()), expected);
 }
 
 TEST(CoreVersion, TraceLinesWithoutWorkingDirectory) {
@@ -759,30 +722,23 @@ TEST(CoreVersion, TraceLinesWithoutWorkingDirectory) {
   uint32_t length = 0;
   EXPECT_EQ(MC_usLireVersionComposant(92, &content, &length), 0xF6F1);
   EXPECT_EQ(MC_usEcrireVersionComposant(92, "0103"), 0xF6F1);
+  const std::vector<std::string> lines = trace.Lines();
+  ASSERT_GE(lines.size(), 3u);
+  EXPECT_EQ(lines[0], "{ MC_usLireVersionComposant");
+  EXPECT_EQ(lines[1], "  { MC_usDonnerRepertoireTravail");
+  EXPECT_EQ(lines[2], "    ERREUR : ERREUR du repertoire de travail  (63217)");
   const std::vector<std::string> expected = {
-      "{ MC_usLireVersionComposant",
-      "  { MC_usDonnerRepertoireTravail",
-      "    ERREUR : ERREUR du repertoire de travail  (63217)",
-      "    MC_usDonnerRepertoireTravail",
-      "  }",
       "  ERREUR : LECTURE DES COMPOSANTS Erreur sur le repertoire de travail =(63217)",
       "  Retour =(63217)",
       "  MC_usLireVersionComposant =(63217)",
       "  MC_usLireVersionComposant",
-      "}",
-      "{ MC_usEcrireVersionComposant",
-      "  { MC_usDonnerRepertoireTravail",
-      "    ERREUR : ERREUR du repertoire de travail  (63217)",
-      "    MC_usDonnerRepertoireTravail",
-      "  }",
       "  MC_usDonnerRepertoireTravail /  usRetour =0xf6f1",
       "  Retour de recherche du repertoire de travail =(63217)",
       "  ECRITURE DES COMPOSANTS Retour de recherche du repertoire de travail =(63217)",
       "  Resultat fin fonction =(63217)",
       "  MC_usEcrireVersionComposant",
-      "}",
   };
-  EXPECT_EQ(trace.Lines(), expected);
+  EXPECT_EQ(OwnLines(lines), expected);
 }
 
 }  // namespace

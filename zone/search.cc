@@ -21,8 +21,10 @@ MC_EXPORT uint16_t MC_usRechercherGroupeSuivant(uint16_t usNumZone, uint16_t usI
   MCT_ENTREE(kCompZone, "MC_usRechercherGroupeSuivant");
   uint16_t cr = MC_OK;
   // Occurrence k is the first group usIdGroupe after occurrence k - 1.  The
-  // identifier found starts at 0, so identifier 0 is found without moving.
-  const unsigned occurrences = usOccurrence == 0 ? 1u : usOccurrence;
+  // identifier found starts at 0, so identifier 0 is found without moving,
+  // at every occurrence: no need to count them (a group 0 met by
+  // MC_usLireGroupeSuivant asks for all 65535 in turn).
+  const unsigned occurrences = usIdGroupe == 0 ? 0u : usOccurrence == 0 ? 1u : usOccurrence;
   for (unsigned k = 1; k <= occurrences && cr == MC_OK; ++k) {
     uint16_t trouve = 0;
     while (trouve != usIdGroupe) {

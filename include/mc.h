@@ -132,7 +132,37 @@ extern "C" {
  * Core: library lifecycle
  * ====================================================================== */
 
-/* (section filled by the lifecycle) */
+/* Several host modules share the library: each calls MC_usInitLIB first and
+   MC_usTermLIB when done.  Only the first initialisation works (reads
+   "repertoiretravail" and "repertoiretable" of section "commun" of
+   "tovel.ini", loads the dictionary from "tablebin.kmt" under CRC control,
+   writes the version records 92.adm and 93.adm); only the last termination
+   releases the dictionary. */
+
+/* Library version, written to record 92 and handed to the first initialiser. */
+#define MC_VERSION_LIBRAIRIE "0103"
+
+/* Successful initialisations not yet terminated. */
+extern MC_EXPORT uint16_t nbre_chargt_module;
+
+/* Initialises the library for one module.  The first successful call stores
+   new 5-byte strings (free them with MC_Liberer) with the library's version
+   and the tables file's version into the out arguments; later calls only
+   count and touch nothing.  0, 0xFFFB, 0xF680, 0xF620, 0xF640, 0xF6F1 (the
+   library is then not initialised), 0xF802 (null out argument), a status of
+   the tables file's open or reads, or of a version record write (the library
+   is then initialised all the same). */
+MC_EXPORT uint16_t MC_usInitLIB(char **ppcVersionMC, char **ppcVersionTables) MC_NOEXCEPT;
+/* Ends one module's use; the last one releases the dictionary.  The counter
+   is decreased without a test: a call without initialisation leaves 65535.
+   Always 0. */
+MC_EXPORT uint16_t MC_usTermLIB(void) MC_NOEXCEPT;
+/* The work of MC_usInitLIB (counting included); same arguments and results. */
+MC_EXPORT uint16_t usIAInitialisation(char **ppcVersionMC, char **ppcVersionTables) MC_NOEXCEPT;
+/* The work of the last MC_usTermLIB: releases the dictionary; always 0. */
+MC_EXPORT uint16_t usIADecharger(void) MC_NOEXCEPT;
+/* Releases the three dictionary arrays; 0, or 1 when any was not loaded. */
+MC_EXPORT uint16_t usGTSupprTables(void) MC_NOEXCEPT;
 
 /* ======================================================================
  * Core: configuration files
@@ -558,13 +588,109 @@ typedef struct {
 } R_RSA_PRIVATE_KEY;
 #endif /* MC_RSA_KEY_RECORDS */
 
-/* (section filled by the signatures) */
+/* Signatures are RSASSA-PKCS1-v1_5 with MD5 under a 1024-bit key: 128 bytes. */
+/* Signs ulLongueur bytes with the private key into the 128 bytes at
+   pucSignature; 0, or 1 when the signature could not be made. */
+MC_EXPORT uint16_t MC_usCalculerSignatureMessage(const unsigned char *pucMessage, uint32_t ulLongueur,
+                                                 R_RSA_PRIVATE_KEY sClePrivee,
+                                                 unsigned char *pucSignature) MC_NOEXCEPT;
+/* Checks the 128-byte signature of ulLongueur bytes with the public key; 0,
+   or the toolkit's status: 0x0406 bad length, 0x040A public-key operation
+   failed (the block is not a well-formed signature block), 0x040B signature
+   does not match (0x0401 for a null message of non-zero length). */
+MC_EXPORT uint16_t MC_usVerifierSignatureMessage(const unsigned char *pucMessage, uint32_t ulLongueur,
+                                                 R_RSA_PUBLIC_KEY sClePublique,
+                                                 const unsigned char *pucSignature) MC_NOEXCEPT;
+/* Reads a private key file (the bit count in decimal, then the 704 bytes of
+   the record's numbers) into *psClePrivee; 0, 0xF610 (file not opened or
+   closed, null path), 0xF802 (null record).  Short reads are not detected. */
+MC_EXPORT uint16_t MC_usLireClePrivee(const char *pcChemin, R_RSA_PRIVATE_KEY *psClePrivee) MC_NOEXCEPT;
+/* A new record (freed with MC_Liberer) holding the public key built into the
+   library; null when memory is short. */
+MC_EXPORT R_RSA_PUBLIC_KEY *MC_LireClePublique(void) MC_NOEXCEPT;
+/* Appends to a written file the signature of its bytes from offset 4 on, made
+   with the key file at pcCheminClePrivee; 0, 1 (signature not made), 0xF610
+   (key file unreadable, signature not written), or the status of the length
+   query or the read of the file. */
+MC_EXPORT uint16_t MC_usEcrireSignatureFichier(uint16_t usNumFichierBinaire,
+                                               const char *pcCheminClePrivee) MC_NOEXCEPT;
+/* Checks the last 128 bytes of a file as the signature of its bytes from
+   offset 4 up to them, with the built-in public key; 0, 0x0406 (file shorter
+   than 132 bytes), 0x040A, 0x040B, 0xF610 (no memory for the key), or the
+   status of the length query or the reads.  Position unchanged. */
+MC_EXPORT uint16_t MC_usVerifierSignatureFichier(uint16_t usNumFichierBinaire) MC_NOEXCEPT;
 
 /* ======================================================================
  * Data dictionary
  * ====================================================================== */
 
-/* (section filled by the data dictionary) */
+/* The dictionary is loaded from the tables TGROUPE, TCHAMP and TVALEUR of
+   "tablebin.kmt" at the first MC_usInitLIB and released at the last
+   MC_usTermLIB.  Arrays in counted memory; null with a count of 0 while not
+   loaded.  The queries never read outside the loaded arrays, whatever the
+   indices of the file say. */
+
+/* One group (a row of TGROUPE; 6 bytes).  Its fields are the usNbChamps
+   records of g_stTabChp from usIndPremierChamp on, in field-number order. */
+typedef struct TGROUPE {
+  uint16_t usIdGroupe;        /* group identifier */
+  uint16_t usIndPremierChamp; /* index in g_stTabChp of the group's first field */
+  uint16_t usNbChamps;        /* number of fields of the group */
+} TGROUPE;
+
+/* One field (a row of TCHAMP; 20 bytes).  Its allowed values are the
+   usNbValeurs texts of g_cTabVal from usIndPremiereValeur on. */
+typedef struct TCHAMP {
+  int32_t lPresence;            /* 1: mandatory */
+  uint16_t usLgMin;             /* minimum length */
+  uint16_t usLgMax;             /* maximum length, 0 for none */
+  int8_t cFormat;               /* format letter: 'A', 'L', 'N', 'D', other = free */
+  int32_t lReserve;             /* read, used by nothing */
+  uint16_t usIndPremiereValeur; /* index in g_cTabVal of the first allowed value */
+  uint16_t usNbValeurs;         /* number of allowed values, 0 for any value */
+} TCHAMP;
+
+extern MC_EXPORT TGROUPE *g_stTabGrp; /* the groups, in table order */
+extern MC_EXPORT TCHAMP *g_stTabChp;  /* the fields, in table order */
+extern MC_EXPORT char **g_cTabVal;    /* the allowed values' texts, in table order */
+extern MC_EXPORT uint32_t g_ulNbTabGrp;
+extern MC_EXPORT uint32_t g_ulNbTabChp;
+extern MC_EXPORT uint32_t g_ulNbTabVal;
+/* Declared for compatibility; always 0. */
+extern MC_EXPORT uint32_t g_ulIndTabGrp;
+extern MC_EXPORT uint32_t g_ulIndTabChp;
+extern MC_EXPORT uint32_t g_ulIndTabVal;
+
+/* Loaders: read ulNombre records of a table from the current position of an
+   open binary file (ulTaille is not used) into a new array, replacing the
+   previous one (which is not freed).  A count that the rest of the file
+   cannot hold is refused with 0xF640 before anything is allocated.  0,
+   0xF801, 0xF807, or the first failing read's status (the records read so
+   far stay). */
+MC_EXPORT uint16_t usInitTabGroupe(uint16_t usNumFichierBinaire, uint32_t ulTaille, uint32_t ulNombre) MC_NOEXCEPT;
+MC_EXPORT uint16_t usInitTabChamp(uint16_t usNumFichierBinaire, uint32_t ulTaille, uint32_t ulNombre) MC_NOEXCEPT;
+MC_EXPORT uint16_t usInitTabValeur(uint16_t usNumFichierBinaire, uint32_t ulTaille, uint32_t ulNombre) MC_NOEXCEPT;
+/* Releases: free one array and zero its count; 0, or 1 when it was not
+   loaded.  The value texts stay allocated. */
+MC_EXPORT uint16_t usSupprTabGroupe(void) MC_NOEXCEPT;
+MC_EXPORT uint16_t usSupprTabChamp(void) MC_NOEXCEPT;
+MC_EXPORT uint16_t usSupprTabValeur(void) MC_NOEXCEPT;
+
+/* Stores a new array of every group identifier, in table order, and its
+   count; 0, or 0xF801 (no memory, or a null argument: the array built is
+   then lost). */
+MC_EXPORT uint16_t MC_usDonnerListeGroupes(uint16_t **ppusListe, uint16_t *pusNombre) MC_NOEXCEPT;
+/* Stores a new array of copies of the first group usIdGroupe's field records
+   and their count (a group without fields gives 0 and an empty block); 0,
+   0xF805 (no such group, or fields outside the loaded array), 0xF801. */
+MC_EXPORT uint16_t MC_usDonnerInformationChamp(uint16_t usIdGroupe, TCHAMP **ppsChamps,
+                                               uint16_t *pusNombre) MC_NOEXCEPT;
+/* Stores a new copy of allowed value ucNumValeur (from 1) of field
+   ucNumChamp (from 1) of group usIdGroupe.  The numbers are not checked
+   against the group's counts, only against the loaded arrays; 0, 0xF805
+   (no such group, field or value), 0xF801. */
+MC_EXPORT uint16_t MC_usDonnerChampValeur(uint16_t usIdGroupe, uint8_t ucNumChamp, uint8_t ucNumValeur,
+                                          char **ppcValeur) MC_NOEXCEPT;
 
 /* ======================================================================
  * Memory zones: coding

@@ -34,6 +34,17 @@ uint16_t LireEntier(uint16_t usNum, uint32_t *pulValeur) noexcept {
   if (!mc::PositionLisible(psFichier)) return MC_ERR_FIN_FICHIER;
   FILE *pFlux = psFichier->pFlux;
   uint32_t valeur = 0;
+#ifdef __GLIBC__
+  // All N bytes in the stream's buffer: take them there, as getc_unlocked's
+  // own macro does byte by byte.
+  if (pFlux->_IO_read_end - pFlux->_IO_read_ptr >= N) {
+    const auto *puc = reinterpret_cast<const unsigned char *>(pFlux->_IO_read_ptr);
+    for (int i = 0; i < N; ++i) valeur = valeur << 8 | puc[i];
+    pFlux->_IO_read_ptr += N;
+    *pulValeur = valeur;
+    return MC_OK;
+  }
+#endif
   bool fin = false;
   for (int i = 0; i < N; ++i) {
     const int c = getc_unlocked(pFlux);

@@ -1,8 +1,12 @@
 // Binary table files: format, writer, reader, CRC-16.
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/rsa.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <random>
 #include <string>
@@ -127,7 +131,7 @@ TEST(BinFileCrc, CheckValueEmptyRangeAndBitByBitOnRandomData) {
   EXPECT_EQ(mc::Crc16Resultat(mc::Crc16Continuer(0, chiffres, 0)), 0);
 
   std::mt19937 gen(1234);
-  std::vector<unsigned char> data(70000);
+  std::vector<unsigned char> data(70000 + 8);  // room for the unaligned starts
   for (auto &c : data) c = static_cast<unsigned char>(gen());
   std::vector<size_t> longueurs;
   for (size_t n = 0; n <= 300; ++n) longueurs.push_back(n);
@@ -756,6 +760,303 @@ TEST_F(BinFile, RawStretchLeavesThePositionAndPadsPastTheEnd) {
   EXPECT_EQ(buf, nullptr);
   EXPECT_EQ(Position(num), ici);
   EXPECT_EQ(MC_usLibererFichierBinaire(num, nullptr), 0u);
+}
+
+}  // namespace
+
+// Signatures: the message operations against the openssl command line, the
+// key sources, and control type 2 through the close and the open.  The
+// fixtures above serve these tests too.
+namespace {
+
+const std::string kCles = std::string(MC_SOURCE_DIR) + "/keys/";
+
+std::string Octets(const unsigned char *p, size_t n) { return std::string(reinterpret_cast<const char *>(p), n); }
+
+// The signature that the openssl command line makes of `message`.
+std::string SignatureOpenssl(const TempDir &dir, const std::string &message) {
+  WriteFile(dir.file("msg"), message);
+  const std::string commande = "openssl dgst -md5 -sign " + kCles + "demo-private.pem -out " + dir.file("sig") + " " +
+                               dir.file("msg");
+  EXPECT_EQ(std::system(commande.c_str()), 0);
+  return ReadFile(dir.file("sig"));
+}
+
+bool VerifieParOpenssl(const TempDir &dir, const std::string &message, const std::string &signature) {
+  WriteFile(dir.file("msg"), message);
+  WriteFile(dir.file("sig"), signature);
+  const std::string commande = "openssl dgst -md5 -verify " + kCles + "demo-public.pem -signature " +
+                               dir.file("sig") + " " + dir.file("msg") + " >/dev/null";
+  return std::system(commande.c_str()) == 0;
+}
+
+R_RSA_PRIVATE_KEY CleDemo() {
+  R_RSA_PRIVATE_KEY cle;
+  EXPECT_EQ(MC_usLireClePrivee((kCles + "demo-private.key").c_str(), &cle), 0u);
+  return cle;
+}
+
+// The file tests sign with the demo key: they need a library built with it.
+bool CleIntegreeEstDemo() {
+  R_RSA_PRIVATE_KEY privee = CleDemo();
+  R_RSA_PUBLIC_KEY *publique = MC_LireClePublique();
+  const bool demo = publique != nullptr && memcmp(publique->modulus, privee.modulus, 128) == 0 &&
+                    memcmp(publique->exponent, privee.publicExponent, 128) == 0;
+  MC_Liberer(publique);
+  return demo;
+}
+
+#define EXIGER_CLE_DEMO() \
+  if (!CleIntegreeEstDemo()) GTEST_SKIP() << "library built with another MC_PUBLIC_KEY_PEM"
+
+// block^d mod n with the demo private key: a "signature" of any block.
+std::string EleverExposantPrive(const std::string &bloc) {
+  FILE *f = fopen((kCles + "demo-private.pem").c_str(), "rb");
+  EVP_PKEY *cle = PEM_read_PrivateKey(f, nullptr, nullptr, nullptr);
+  fclose(f);
+  EVP_PKEY_CTX *ctx = EVP_PKEY_CTX_new(cle, nullptr);
+  unsigned char sortie[128];
+  size_t n = sizeof sortie;
+  const bool ok = EVP_PKEY_sign_init(ctx) == 1 && EVP_PKEY_CTX_set_rsa_padding(ctx, RSA_NO_PADDING) == 1 &&
+                  EVP_PKEY_sign(ctx, sortie, &n, reinterpret_cast<const unsigned char *>(bloc.data()), bloc.size()) == 1;
+  EVP_PKEY_CTX_free(ctx);
+  EVP_PKEY_free(cle);
+  EXPECT_TRUE(ok && n == 128);
+  return Octets(sortie, 128);
+}
+
+std::string Md5(const std::string &message) {
+  unsigned char d[16];
+  unsigned int n = 0;
+  EVP_Digest(message.data(), message.size(), d, &n, EVP_md5(), nullptr);
+  return Octets(d, 16);
+}
+
+const std::string kInfoMd5("\x30\x20\x30\x0c\x06\x08\x2a\x86\x48\x86\xf7\x0d\x02\x05\x05\x00\x04\x10", 18);
+
+// 00, type, padding, 00, content: 128 bytes when the lengths add up.
+std::string Bloc(char type, const std::string &bourrage, const std::string &contenu) {
+  return std::string(1, '\0') + type + bourrage + std::string(1, '\0') + contenu;
+}
+
+TEST(BinfileSignatureMessage, SameBytesAsTheOpensslCommandLineBothWays) {
+  EXIGER_CLE_DEMO();
+  TempDir dir;
+  R_RSA_PUBLIC_KEY *publique = MC_LireClePublique();
+  ASSERT_NE(publique, nullptr);
+  for (const std::string message : {std::string(), std::string("0000 tables\r\n\x1a", 15), std::string(5000, 'x')}) {
+    unsigned char sig[128];
+    ASSERT_EQ(MC_usCalculerSignatureMessage(reinterpret_cast<const unsigned char *>(message.data()),
+                                            static_cast<uint32_t>(message.size()), CleDemo(), sig),
+              0u);
+    EXPECT_EQ(Octets(sig, 128), SignatureOpenssl(dir, message)) << message.size();
+    EXPECT_TRUE(VerifieParOpenssl(dir, message, Octets(sig, 128)));
+    const std::string autre = SignatureOpenssl(dir, message + "!");
+    EXPECT_EQ(MC_usVerifierSignatureMessage(reinterpret_cast<const unsigned char *>((message + "!").data()),
+                                            static_cast<uint32_t>(message.size() + 1), *publique,
+                                            reinterpret_cast<const unsigned char *>(autre.data())),
+              0u);
+  }
+  // A key that cannot sign: no signature, status 1.
+  R_RSA_PRIVATE_KEY vide;
+  memset(&vide, 0, sizeof vide);
+  unsigned char sig[128];
+  EXPECT_EQ(MC_usCalculerSignatureMessage(nullptr, 0, vide, sig), 1u);
+  EXPECT_EQ(MC_usCalculerSignatureMessage(nullptr, 0, CleDemo(), nullptr), 1u);
+  MC_Liberer(publique);
+}
+
+// With exponent 3 a verifier that does not check the whole block is
+// forgeable: every malformed block, raised to d, must be refused.
+TEST(BinfileSignatureMessage, EveryMalformedBlockIsRefused) {
+  EXIGER_CLE_DEMO();
+  const std::string message = "tables signees";
+  const std::string info = kInfoMd5 + Md5(message);
+  const std::string ff(128 - 3 - 34, '\xff');
+  std::string infoMd2 = info;
+  infoMd2[13] = 0x02;
+  const std::string infoSha1 = std::string("\x30\x21\x30\x09\x06\x05\x2b\x0e\x03\x02\x1a\x05\x00\x04\x14", 15) +
+                               std::string(4, '\0') + Md5(message);
+  const std::string sansNull = std::string("\x30\x1e\x30\x0a\x06\x08\x2a\x86\x48\x86\xf7\x0d\x02\x05\x04\x10", 16) +
+                               Md5(message) + std::string(2, '\xff');
+  std::string remplissageTrou = Bloc(1, ff, info);
+  remplissageTrou[40] = '\x7f';
+  std::string premierOctet = Bloc(1, ff, info);
+  premierOctet[0] = 1;
+  struct Cas {
+    const char *nom;
+    std::string bloc;
+    uint16_t attendu;
+  } cas[] = {
+      {"well formed", Bloc(1, ff, info), 0},
+      {"block type 02", Bloc(2, ff, info), 0x040A},
+      {"block type 00", Bloc(0, ff, info), 0x040A},
+      {"first byte not 00", premierOctet, 0x040A},
+      {"non-FF byte in the padding", remplissageTrou, 0x040A},
+      {"7 bytes of padding", Bloc(1, std::string(7, '\xff'), info + std::string(84, '\0')), 0x040A},
+      {"no separator", std::string("\x00\x01", 2) + std::string(92, '\xff') + info, 0x040A},
+      {"garbage after the digest", Bloc(1, std::string(87, '\xff'), info + "ABCD"), 0x040B},
+      {"MD2 DigestInfo", Bloc(1, ff, infoMd2), 0x040B},
+      {"SHA-1 DigestInfo", Bloc(1, ff, infoSha1), 0x040B},
+      {"no NULL parameters", Bloc(1, std::string(90, '\xff'), sansNull.substr(0, 32)), 0x040B},
+      {"another digest", Bloc(1, ff, kInfoMd5 + Md5("autre")), 0x040B},
+  };
+  R_RSA_PUBLIC_KEY *publique = MC_LireClePublique();
+  ASSERT_NE(publique, nullptr);
+  for (const Cas &c : cas) {
+    ASSERT_EQ(c.bloc.size(), 128u) << c.nom;
+    const std::string sig = EleverExposantPrive(c.bloc);
+    EXPECT_EQ(MC_usVerifierSignatureMessage(reinterpret_cast<const unsigned char *>(message.data()),
+                                            static_cast<uint32_t>(message.size()), *publique,
+                                            reinterpret_cast<const unsigned char *>(sig.data())),
+              c.attendu)
+        << c.nom;
+  }
+  // A number that is not below the modulus.
+  const std::string grand(128, '\xff');
+  EXPECT_EQ(MC_usVerifierSignatureMessage(reinterpret_cast<const unsigned char *>(message.data()),
+                                          static_cast<uint32_t>(message.size()), *publique,
+                                          reinterpret_cast<const unsigned char *>(grand.data())),
+            0x040Au);
+  MC_Liberer(publique);
+}
+
+TEST(BinfileSignatureKeys, KeyFileAndBuiltInKey) {
+  TempDir dir;
+  R_RSA_PRIVATE_KEY cle = CleDemo();
+  const std::string brut = ReadFile(kCles + "demo-private.key");
+  ASSERT_EQ(brut.size(), 4u + 704u);
+  EXPECT_EQ(cle.bits, 1024u);
+  EXPECT_EQ(Octets(cle.modulus, 128), brut.substr(4, 128));
+  EXPECT_EQ(Octets(cle.coefficient, 64), brut.substr(4 + 640, 64));
+  EXPECT_EQ(cle.publicExponent[127], 3);
+  // "%d" skips leading white space, and the binary fields follow the digits at once.
+  WriteFile(dir.file("espaces.key"), " \n\t" + brut);
+  R_RSA_PRIVATE_KEY autre;
+  ASSERT_EQ(MC_usLireClePrivee(dir.file("espaces.key").c_str(), &autre), 0u);
+  EXPECT_EQ(memcmp(&autre, &cle, sizeof cle), 0);
+  EXPECT_EQ(MC_usLireClePrivee(dir.file("absente.key").c_str(), &autre), MC_ERR_FICHIER);
+  EXPECT_EQ(MC_usLireClePrivee(nullptr, &autre), MC_ERR_FICHIER);
+  EXPECT_EQ(MC_usLireClePrivee(dir.file("espaces.key").c_str(), nullptr), MC_ERR_ARGUMENT);
+
+  R_RSA_PUBLIC_KEY *publique = MC_LireClePublique();
+  ASSERT_NE(publique, nullptr);
+  EXPECT_EQ(publique->bits, 1024u);
+  EXPECT_GE(publique->modulus[0], 0x80);
+  MC_Liberer(publique);
+  mc::testing::FaireEchouerAllocation(1);
+  EXPECT_EQ(MC_LireClePublique(), nullptr);
+}
+
+class BinfileSignatureFile : public BinFile {
+ protected:
+  // A file of control type 2 with one table, closed with the given key file.
+  uint16_t EcrireSigne(const char *nom, const std::string &cle) {
+    const uint16_t num = Creer(nom, MC_CONTROLE_SIGNATURE);
+    EnteteTable t = Table("TGROUPE", 2);
+    EXPECT_EQ(MC_usEcrireEnteteTable(num, &t), 0u);
+    EXPECT_EQ(MC_usEcrireUnsignedLong(num, 0x01020304), 0u);
+    EXPECT_EQ(MC_usEcrireChaineVariable(num, "valeur"), 0u);
+    return MC_usLibererFichierBinaire(num, cle.c_str());
+  }
+  static std::string Corps(const char *nom) {
+    return EnteteBrut(nom) + TableBrute("TGROUPE", Mot(0x01020304) + "\x06valeur").replace(14, 4, Mot(2));
+  }
+};
+
+TEST_F(BinfileSignatureFile, SignedAtCloseThenEveryChangedByteButTheCrcFieldIsRefused) {
+  EXIGER_CLE_DEMO();
+  ASSERT_EQ(EcrireSigne("s.bin", kCles + "demo-private.key"), 0u);
+  const std::string signe = ReadFile(dir.file("s.bin"));
+  const std::string corps = signe.substr(0, signe.size() - 128);
+  EXPECT_EQ(corps, Corps("s.bin"));
+  EXPECT_EQ(signe.substr(corps.size()), SignatureOpenssl(dir, corps.substr(4)));
+
+  // Opened, it stands on the first table.
+  const uint16_t num = Ouvrir("s.bin", MC_CONTROLE_SIGNATURE);
+  EnteteTable t;
+  EXPECT_EQ(MC_usLireEnteteTable(num, &t), 0u);
+  EXPECT_EQ(std::string(t.acNomTable, 7), "TGROUPE");
+  EXPECT_EQ(MC_usLibererFichierBinaire(num, nullptr), 0u);
+
+  // Every byte from offset 4 on is covered: a changed message byte fails the
+  // digest comparison, a changed signature byte the block decoding.  A
+  // changed name fails the open before the signature is looked at.
+  for (size_t i = 4; i < signe.size(); ++i) {
+    std::string change = signe;
+    change[i] ^= 0x20;
+    WriteFile(dir.file("s.bin"), change);
+    const bool nom = i >= 5 && i < 17;
+    uint16_t n = Ouvrir("s.bin", MC_CONTROLE_SIGNATURE, nom ? MC_ERR_NOM_FICHIER : MC_ERR_CONTROLE);
+    if (nom) EXPECT_EQ(MC_usVerifierSignatureFichier(n), MC_ERR_SIG_DIFFERENTE) << i;
+    ASSERT_EQ(MC_usLibererFichierBinaire(n, nullptr), 0u);
+    n = Ouvrir("s.bin", MC_CONTROLE_AUCUN, nom ? MC_ERR_NOM_FICHIER : 0);
+    EXPECT_EQ(MC_usVerifierSignatureFichier(n), i < corps.size() ? MC_ERR_SIG_DIFFERENTE : MC_ERR_SIG_CLE_PUBLIQUE)
+        << i;
+    ASSERT_EQ(MC_usLibererFichierBinaire(n, nullptr), 0u);
+  }
+  std::string crc = signe;
+  crc.replace(0, 4, "BEEF");
+  WriteFile(dir.file("s.bin"), crc);
+  EXPECT_EQ(MC_usLibererFichierBinaire(Ouvrir("s.bin", MC_CONTROLE_SIGNATURE), nullptr), 0u);
+}
+
+TEST_F(BinfileSignatureFile, SigningTwiceAppendsASignatureOverTheFirst) {
+  EXIGER_CLE_DEMO();
+  const std::string cle = kCles + "demo-private.key";
+  const uint16_t num = Creer("d.bin", MC_CONTROLE_SIGNATURE);
+  EnteteTable t = Table("T", 1);
+  ASSERT_EQ(MC_usEcrireEnteteTable(num, &t), 0u);
+  ASSERT_EQ(MC_usEcrireChampFixe(num, "abc", 3), 0u);
+  ASSERT_EQ(MC_usEcrireTaille(num), 0u);
+  ASSERT_EQ(MC_usEcrireSignatureFichier(num, cle.c_str()), 0u);
+  ASSERT_EQ(MC_usLibererFichierBinaire(num, cle.c_str()), 0u);
+  const std::string disque = ReadFile(dir.file("d.bin"));
+  const std::string corps = EnteteBrut("d.bin") + TableBrute("T", "abc").replace(14, 4, Mot(1));
+  ASSERT_EQ(disque.size(), corps.size() + 256);
+  EXPECT_EQ(disque.substr(corps.size(), 128), SignatureOpenssl(dir, corps.substr(4)));
+  EXPECT_EQ(disque.substr(corps.size() + 128), SignatureOpenssl(dir, disque.substr(4, corps.size() + 124)));
+  EXPECT_EQ(MC_usLibererFichierBinaire(Ouvrir("d.bin", MC_CONTROLE_SIGNATURE), nullptr), 0u);
+}
+
+TEST_F(BinfileSignatureFile, MissingKeyFailuresAndTraces) {
+  EXIGER_CLE_DEMO();
+  {
+    TraceCapture trace({7});
+    EXPECT_EQ(EcrireSigne("m.bin", dir.file("absente.key")), MC_ERR_FICHIER);
+    const std::string texte = trace.Text();
+    EXPECT_NE(texte.find("{ MC_usEcrireSignatureFichier : NumFichier = 1\n"), std::string::npos) << texte;
+    EXPECT_NE(texte.find("ERREUR : Probleme lors de la lecture de la cle privee\n"
+                         "MC_usEcrireSignatureFichier : Code retour = 0xf610\n}\n"),
+              std::string::npos)
+        << texte;
+  }
+  // Closed all the same, and with no signature: the number is free again.
+  EXPECT_EQ(MC_usLibererFichierBinaire(1, nullptr), MC_ERR_NUMERO);
+  EXPECT_EQ(ReadFile(dir.file("m.bin")), Corps("m.bin"));
+  EXPECT_EQ(EcrireSigne("n.bin", ""), MC_ERR_FICHIER);
+  EXPECT_EQ(MC_usLibererFichierBinaire(Ouvrir("m.bin", MC_CONTROLE_SIGNATURE, MC_ERR_CONTROLE), nullptr), 0u);
+
+  // A good signature of other bytes is refused, with its own trace lines.
+  ASSERT_EQ(EcrireSigne("s.bin", kCles + "demo-private.key"), 0u);
+  std::string autre = ReadFile(dir.file("s.bin"));
+  autre.replace(autre.size() - 128, 128, SignatureOpenssl(dir, autre.substr(4, autre.size() - 132) + "x"));
+  WriteFile(dir.file("s.bin"), autre);
+  {
+    TraceCapture trace({7});
+    EXPECT_EQ(MC_usLibererFichierBinaire(Ouvrir("s.bin", MC_CONTROLE_SIGNATURE, MC_ERR_CONTROLE), nullptr), 0u);
+    const std::string texte = trace.Text();
+    EXPECT_NE(texte.find("{ MC_usVerifierSignatureFichier : NumFichier = 1\n"), std::string::npos) << texte;
+    EXPECT_NE(texte.find("MC_usVerifierSignatureFichier : Code retour = 0x040b\n}\n"), std::string::npos) << texte;
+  }
+  // No memory for the key record: 0xF610.
+  const uint16_t num = Ouvrir("s.bin", MC_CONTROLE_AUCUN);
+  mc::testing::FaireEchouerAllocation(1);
+  EXPECT_EQ(MC_usVerifierSignatureFichier(num), MC_ERR_FICHIER);
+  // A file open for reading cannot take a signature.
+  EXPECT_EQ(MC_usEcrireSignatureFichier(num, (kCles + "demo-private.key").c_str()), MC_ERR_FICHIER);
+  EXPECT_EQ(MC_usLibererFichierBinaire(num, nullptr), 0u);
+  EXPECT_EQ(MC_usVerifierSignatureFichier(num), MC_ERR_FICHIER);
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 // Cursor moves: to the start, group by group, field by field, to the end.
+#include <algorithm>
 #include <cstring>
 
 #include "trace/trace.h"
@@ -101,6 +102,39 @@ using mc::kCompZone;
 using mc::zone::ControlerZone;
 using mc::zone::Genre;
 
+// The common step of a walk, with tracing off: a one-byte length whose field
+// ends inside its group and the data.  Commits only when all of that holds;
+// anything else (end of group, long forms, bad data) goes the full way, which
+// finds the same state untouched.
+inline bool ChampSimple(ZoneMemoire &z, uint16_t *numero, unsigned char **donnees, uint32_t *longueur) {
+  const uint64_t debut = mc::zone::FinChamp(z);
+  const uint64_t borne = std::min<uint64_t>(mc::zone::FinGroupe(z), mc::zone::FinDonnees(z));
+  if (debut >= borne) return false;
+  const unsigned char lg = z.Buffer[debut];
+  if (lg > 0x80u || debut + 1 + lg > borne) return false;
+  z.OffsetChamp = static_cast<uint32_t>(debut);
+  z.TailleLongueurChamp = 1;
+  z.LongueurChamp = lg;
+  ++z.NumeroChamp;
+  ++z.CompteurChamp;
+  *numero = z.NumeroChamp;
+  *donnees = z.Buffer + debut + 1;
+  *longueur = lg;
+  return true;
+}
+
+// Everything but the common step, kept out of line so that the walking
+// path stays small.
+__attribute__((noinline)) uint16_t AvancerChamps(ZoneMemoire &z, uint16_t nombre, uint16_t *numero,
+                                                 unsigned char **donnees, uint32_t *longueur) {
+  MCT_ENTREE(kCompZone, "MC_usAvancerChampSuivant");
+  uint16_t cr = MC_OK;
+  const unsigned pas = nombre == 0 ? 1u : nombre;
+  for (unsigned i = 0; i < pas && cr == MC_OK; ++i) cr = mc::zone::AvancerUnChamp(z, numero, donnees, longueur);
+  MCT_SORTIE(kCompZone, "cr = 0x%04X", cr);
+  return cr;
+}
+
 }  // namespace
 
 extern "C" {
@@ -134,12 +168,10 @@ MC_EXPORT uint16_t MC_usAvancerChampSuivant(uint16_t usNumZone, uint16_t usNombr
   ZoneMemoire *z = ControlerZone(usNumZone, Genre::kStructuree, &cr);
   if (z == nullptr) return cr;
   if (pusNumeroChamp == nullptr || ppucDonnees == nullptr || pulLongueur == nullptr) return MC_ERR_ARGUMENT;
-  MCT_ENTREE(kCompZone, "MC_usAvancerChampSuivant");
-  const unsigned pas = usNombre == 0 ? 1u : usNombre;
-  for (unsigned i = 0; i < pas && cr == MC_OK; ++i)
-    cr = mc::zone::AvancerUnChamp(*z, pusNumeroChamp, ppucDonnees, pulLongueur);
-  MCT_SORTIE(kCompZone, "cr = 0x%04X", cr);
-  return cr;
+  if (__builtin_expect(fichier == nullptr, 1) && usNombre <= 1 &&
+      ChampSimple(*z, pusNumeroChamp, ppucDonnees, pulLongueur))
+    return MC_OK;
+  return AvancerChamps(*z, usNombre, pusNumeroChamp, ppucDonnees, pulLongueur);
 }
 
 MC_EXPORT uint16_t MC_usPositionnerFin(uint16_t usNumZone, uint32_t ulParcoursChamps) noexcept {

@@ -1122,3 +1122,60 @@ TEST_F(BinFile, DamagedFilesNeverCrashOrLeak) {
 }
 
 }  // namespace
+
+namespace {
+
+// Random damage to a valid file: whatever the reader meets, it returns a
+// status, takes no more memory than the file could justify, and the file
+// closes cleanly.
+TEST_F(BinFile, DamagedFilesNeverCrashOrLeak) {
+  const uint16_t w = Creer("m.bin");
+  for (const char *nom : {"A", "B"}) {
+    EnteteTable t = Table(nom, 2);
+    ASSERT_EQ(MC_usEcrireEnteteTable(w, &t), 0u);
+    ASSERT_EQ(MC_usEcrireChaineVariable(w, std::string(300, 'v').c_str()), 0u);
+    ASSERT_EQ(MC_usEcrireDouble(w, -1234.5678), 0u);
+    ASSERT_EQ(MC_usEcrireUnsignedLong(w, 42), 0u);
+    ASSERT_EQ(MC_usEcrireDate(w, 2024, 12, 31), 0u);
+    ASSERT_EQ(MC_usEcrireTaille(w), 0u);
+  }
+  ASSERT_EQ(MC_usLibererFichierBinaire(w, nullptr), 0u);
+  const std::string bon = ReadFile(dir.file("m.bin"));
+  std::mt19937 gen(2024);
+  const uint32_t avant = ulMemAllouee;
+  for (int essai = 0; essai < 400; ++essai) {
+    std::string abime = bon;
+    if (essai % 5 == 0) {
+      abime.resize(gen() % bon.size());
+    } else {
+      for (int k = 1 + gen() % 4; k > 0; --k) abime[gen() % abime.size()] = static_cast<char>(gen());
+    }
+    WriteFile(dir.file("m.bin"), abime);
+    uint16_t num = 0;
+    EnteteFichierBinaire e;
+    MC_usInitialiserFichierBinaire(rep(), "m.bin", static_cast<uint16_t>(essai % 2), &num, &e);
+    if (num == 0) continue;
+    EnteteTable t;
+    MC_usRechercherTable(num, essai % 3 ? "B" : "A", &t);
+    for (int tour = 0; tour < 2; ++tour) {
+      char *chaine = nullptr;
+      MC_usLireChaineVariable(num, &chaine);
+      if (chaine != nullptr) {
+        EXPECT_LT(malloc_usable_size(chaine), bon.size() + 64);
+      }
+      MC_Liberer(chaine);
+      double d;
+      uint32_t ul;
+      uint16_t us;
+      uint8_t m, j;
+      MC_usLireDouble(num, &d);
+      MC_usLireUnsignedLong(num, &ul);
+      MC_usLireDate(num, &us, &m, &j);
+      MC_usLireEnteteTable(num, &t);
+    }
+    ASSERT_EQ(MC_usLibererFichierBinaire(num, nullptr), 0u) << essai;
+  }
+  EXPECT_EQ(ulMemAllouee, avant);
+}
+
+}  // namespace

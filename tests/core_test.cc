@@ -10,6 +10,7 @@
 
 #include "core/memory.h"
 #include "core/preferences.h"
+#include "support/dictionary_builder.h"
 #include "support/mc_test.h"
 
 using mc::test::ReadFile;
@@ -739,6 +740,299 @@ TEST(CoreVersion, TraceLinesWithoutWorkingDirectory) {
       "  MC_usEcrireVersionComposant",
   };
   EXPECT_EQ(OwnLines(lines), expected);
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Library lifecycle
+// ---------------------------------------------------------------------------
+
+namespace {
+
+using mc::test::InstallationTables;
+
+std::vector<mc::test::GroupeDico> PetitDictionnaire() { return {{0x0101, {{1, 1, 8, 'A', {"OUI"}}}}, {0x0202}}; }
+
+// The lifecycle's own lines: the blocks of the allocator and of the
+// configuration reads (their lines all begin with the reader's name), and the
+// closing braces, are left out.
+std::vector<std::string> LignesCycle(const std::vector<std::string> &lines) {
+  std::vector<std::string> own;
+  for (const std::string &l : lines) {
+    const std::string t = l.substr(l.find_first_not_of(' '));
+    if (t == "}" || t.find("Allocation de ") != std::string::npos || t.find("Liberation de ") != std::string::npos ||
+        t.rfind("Taille Memoire cumulee", 0) == 0 || t.rfind("{ MC_ulLireChaine", 0) == 0 ||
+        t.rfind("MC_ulLireChaine", 0) == 0)
+      continue;
+    own.push_back(l);
+  }
+  return own;
+}
+
+bool AucunFichierOuvert() {
+  for (Fichier *f : fichiers)
+    if (f != nullptr) return false;
+  return true;
+}
+
+std::string Hex4(size_t n) {
+  char b[8];
+  snprintf(b, sizeof b, "%04zx", n);
+  return b;
+}
+
+TEST(CoreLifecycle, FullCycleCountsAndHandsOutVersions) {
+  InstallationTables inst;
+  ASSERT_EQ(inst.Ecrire(PetitDictionnaire(), {"0107", "0001"}), 0);
+  char *versionMC = nullptr, *versionTables = nullptr;
+  ASSERT_EQ(MC_usInitLIB(&versionMC, &versionTables), 0);
+  EXPECT_STREQ(versionMC, "0103");
+  EXPECT_STREQ(versionTables, "0107");
+  EXPECT_EQ(nbre_chargt_module, 1);
+  EXPECT_EQ(ReadFile(inst.RepertoireTravail() + "/92.adm"), "0103");
+  EXPECT_EQ(ReadFile(inst.RepertoireTravail() + "/93.adm"), "0107");
+  EXPECT_EQ(g_ulNbTabGrp, 2u);
+  EXPECT_EQ(g_ulNbTabChp, 1u);
+  EXPECT_EQ(g_ulNbTabVal, 1u);
+  EXPECT_TRUE(AucunFichierOuvert());
+  // Later initialisations only count, even with null out arguments.
+  char marque = 0;
+  char *a = &marque, *b = &marque;
+  EXPECT_EQ(MC_usInitLIB(&a, &b), 0);
+  EXPECT_EQ(MC_usInitLIB(nullptr, nullptr), 0);
+  EXPECT_EQ(a, &marque);
+  EXPECT_EQ(b, &marque);
+  EXPECT_EQ(nbre_chargt_module, 3);
+  EXPECT_EQ(MC_usTermLIB(), 0);
+  EXPECT_EQ(MC_usTermLIB(), 0);
+  EXPECT_EQ(nbre_chargt_module, 1);
+  EXPECT_NE(g_stTabGrp, nullptr);
+  EXPECT_EQ(MC_usTermLIB(), 0);
+  EXPECT_EQ(nbre_chargt_module, 0);
+  EXPECT_EQ(g_stTabGrp, nullptr);
+  EXPECT_EQ(g_stTabChp, nullptr);
+  EXPECT_EQ(g_cTabVal, nullptr);
+  EXPECT_EQ(g_ulNbTabGrp + g_ulNbTabChp + g_ulNbTabVal, 0u);
+  MC_Liberer(versionMC);
+  MC_Liberer(versionTables);
+}
+
+TEST(CoreLifecycle, TermWithoutInitWrapsTheCounter) {
+  InstallationTables inst;
+  ASSERT_EQ(inst.Ecrire(PetitDictionnaire()), 0);
+  EXPECT_EQ(MC_usTermLIB(), 0);
+  EXPECT_EQ(nbre_chargt_module, 65535);
+  // The next initialisation only counts, back to 0: nothing is loaded.
+  char *a = nullptr, *b = nullptr;
+  EXPECT_EQ(MC_usInitLIB(&a, &b), 0);
+  EXPECT_EQ(nbre_chargt_module, 0);
+  EXPECT_EQ(a, nullptr);
+  EXPECT_EQ(g_stTabGrp, nullptr);
+}
+
+TEST(CoreLifecycle, VersionRangeOfTheTablesFile) {
+  struct Cas {
+    const char *version, *lecteur;
+    uint16_t statut;
+  } const cas[] = {{"0103", "0103", 0xF620}, {"0104", "0103", 0},      {"0104", "0104", 0xF620},
+                   {"9999", "0000", 0},      {"010:", "0103", 0},      {"0104", "01/9", 0}};
+  for (const Cas &c : cas) {
+    SCOPED_TRACE(std::string(c.version) + "/" + c.lecteur);
+    InstallationTables inst;
+    ASSERT_EQ(inst.Ecrire(PetitDictionnaire(), {c.version, c.lecteur}), 0);
+    const uint32_t avant = ulMemAllouee;
+    char *a = nullptr, *b = nullptr;
+    TraceCapture trace({5});
+    EXPECT_EQ(MC_usInitLIB(&a, &b), c.statut);
+    const std::vector<std::string> lignes = LignesCycle(trace.Lines());
+    EXPECT_TRUE(AucunFichierOuvert());
+    if (c.statut == 0) {
+      EXPECT_EQ(nbre_chargt_module, 1);
+      EXPECT_EQ(ReadFile(inst.RepertoireTravail() + "/93.adm"), c.version);
+      MC_Liberer(a);
+      MC_Liberer(b);
+      MC_usTermLIB();
+    } else {
+      // Refused: no exit line, nothing counted, written or kept.
+      EXPECT_EQ(lignes.back(), "  controle de numeros de version,usResultat= 0xf620");
+      EXPECT_EQ(nbre_chargt_module, 0);
+      EXPECT_FALSE(mc::test::FileExists(inst.RepertoireTravail() + "/92.adm"));
+      EXPECT_EQ(a, nullptr);
+      EXPECT_EQ(ulMemAllouee, avant);
+    }
+  }
+}
+
+TEST(CoreLifecycle, TablesInFileOrderAndForeignTable) {
+  {
+    InstallationTables inst;
+    const auto t = mc::test::TablesDictionnaire(PetitDictionnaire());
+    ASSERT_EQ(inst.EcrireTables({t[2], t[0], t[1]}), 0);
+    char *a = nullptr, *b = nullptr;
+    ASSERT_EQ(MC_usInitLIB(&a, &b), 0);
+    char *valeur = nullptr;
+    EXPECT_EQ(MC_usDonnerChampValeur(0x0101, 1, 1, &valeur), 0);
+    EXPECT_STREQ(valeur, "OUI");
+    MC_Liberer(valeur);
+    MC_Liberer(a);
+    MC_Liberer(b);
+    MC_usTermLIB();
+  }
+  InstallationTables inst;
+  const auto t = mc::test::TablesDictionnaire(PetitDictionnaire());
+  ASSERT_EQ(inst.EcrireTables({t[0], t[1], {"TAUTRE", 0, {}}}), 0);
+  const uint32_t avant = ulMemAllouee;
+  TraceCapture trace({5});
+  char *a = nullptr, *b = nullptr;
+  EXPECT_EQ(MC_usInitLIB(&a, &b), MC_ERR_FIN_FICHIER);
+  const std::vector<std::string> lignes = LignesCycle(trace.Lines());
+  const std::vector<std::string> fin(lignes.end() - 9, lignes.end());
+  const std::vector<std::string> attendu = {
+      "  MC_usLireEnteteTable:usResultat= 0x0000",
+      "  erreur de chargement des tables : suppression des tables deja chargees",
+      "  { Suppression des tables /usGTSupprTables",
+      "    suppression de la table TGROUPE, usResultat=0x0000",
+      "    suppression de la table TCHAMP, usResultat=0x0000",
+      "    suppression de la table TVALEUR, usResultat=0x0001",
+      "    Suppression des tables = usGTSupprTables / usResultat = 0x0001",
+      "  IAInitialisation",
+  };
+  EXPECT_EQ(std::vector<std::string>(fin.begin() + 1, fin.end()), attendu);
+  EXPECT_EQ(nbre_chargt_module, 0);
+  EXPECT_EQ(g_stTabGrp, nullptr);
+  EXPECT_EQ(ulMemAllouee, avant);
+  EXPECT_TRUE(AucunFichierOuvert());
+  EXPECT_FALSE(mc::test::FileExists(inst.RepertoireTravail() + "/92.adm"));
+}
+
+TEST(CoreLifecycle, MissingDirectoriesAndTablesFile) {
+  char *a = nullptr, *b = nullptr;
+  {
+    InstallationTables inst(false, true);
+    const uint32_t avant = ulMemAllouee;
+    EXPECT_EQ(MC_usInitLIB(&a, &b), MC_ERR_REP_TABLE);
+    EXPECT_EQ(ulMemAllouee, avant);
+  }
+  {
+    InstallationTables inst;  // no tablebin.kmt
+    EXPECT_EQ(MC_usInitLIB(&a, &b), MC_ERR_FICHIER);
+  }
+  InstallationTables inst(true, false);
+  ASSERT_EQ(inst.Ecrire(PetitDictionnaire()), 0);
+  EXPECT_EQ(MC_usInitLIB(&a, &b), MC_ERR_REP_TRAVAIL);
+  // Reported after loading: the dictionary stays, the library is not counted.
+  EXPECT_EQ(g_ulNbTabGrp, 2u);
+  EXPECT_NE(g_stTabGrp, nullptr);
+  EXPECT_EQ(nbre_chargt_module, 0);
+  EXPECT_EQ(a, nullptr);
+  EXPECT_TRUE(AucunFichierOuvert());
+  // The next attempt loads it again.
+  mc::test::WriteFile(inst.Preferences().file("tovel.ini"), "[commun]\nrepertoiretravail=" + inst.RepertoireTravail() +
+                                                               "\nrepertoiretable=" + inst.RepertoireTables() + "\n");
+  EXPECT_EQ(MC_usInitLIB(&a, &b), 0);
+  EXPECT_EQ(nbre_chargt_module, 1);
+  MC_Liberer(a);
+  MC_Liberer(b);
+  MC_usTermLIB();
+}
+
+TEST(CoreLifecycle, FailedRecordWriteIsReturnedButCounted) {
+  InstallationTables inst;
+  ASSERT_EQ(inst.Ecrire(PetitDictionnaire()), 0);
+  mc::test::WriteFile(inst.Preferences().file("tovel.ini"),
+                      "[commun]\nrepertoiretravail=" + inst.RepertoireTravail() +
+                          "/absent\nrepertoiretable=" + inst.RepertoireTables() + "\n");
+  TraceCapture trace({5});
+  char *a = nullptr, *b = nullptr;
+  EXPECT_EQ(MC_usInitLIB(&a, &b), MC_ERR_VERSION_COMPOSANT);
+  EXPECT_EQ(nbre_chargt_module, 1);
+  EXPECT_STREQ(a, "0103");
+  EXPECT_STREQ(b, "0104");
+  const std::string texte = trace.Text();
+  EXPECT_NE(texte.find("  ecriture du fichier .adm, composant MC :usResultat= 0xf6f2\n"), std::string::npos);
+  EXPECT_EQ(texte.find("composant Fichier Tables"), std::string::npos);
+  MC_Liberer(a);
+  MC_Liberer(b);
+  MC_usTermLIB();
+}
+
+TEST(CoreLifecycle, AllocationFailuresAndNullArguments) {
+  InstallationTables inst;
+  ASSERT_EQ(inst.Ecrire(PetitDictionnaire()), 0);
+  char *a = nullptr, *b = nullptr;
+  EXPECT_EQ(MC_usInitLIB(nullptr, &b), MC_ERR_ARGUMENT);
+  EXPECT_EQ(nbre_chargt_module, 0);
+  for (unsigned long n = 1; n < 500; ++n) {
+    SCOPED_TRACE(n);
+    mc::testing::FaireEchouerAllocation(n);
+    const uint16_t statut = MC_usInitLIB(&a, &b);
+    mc::testing::FaireEchouerAllocation(0);
+    EXPECT_TRUE(AucunFichierOuvert());
+    if (n == 1) {
+      EXPECT_EQ(statut, MC_ERR_INIT_ALLOCATION);
+    }
+    if (nbre_chargt_module == 0) {
+      EXPECT_NE(statut, 0);
+      continue;
+    }
+    // Counted: the failure, if any, was a version record's.
+    MC_Liberer(a);
+    MC_Liberer(b);
+    MC_usTermLIB();
+    if (statut == 0) break;
+  }
+  EXPECT_EQ(nbre_chargt_module, 0);
+}
+
+TEST(CoreLifecycle, TraceLines) {
+  InstallationTables inst;
+  ASSERT_EQ(inst.Ecrire(PetitDictionnaire()), 0);
+  TraceCapture trace({5});
+  char *a = nullptr, *b = nullptr;
+  ASSERT_EQ(MC_usInitLIB(&a, &b), 0);
+  ASSERT_EQ(MC_usInitLIB(&a, &b), 0);
+  MC_usTermLIB();
+  MC_usTermLIB();
+  MC_Liberer(a);
+  MC_Liberer(b);
+  // The counting calls leave their blocks open: the depth grows.
+  const std::vector<std::string> attendu = {
+      "{ MC_usInitLIB",
+      "  Nombre de modules ayant initialis\xe9 le MC = 0",
+      "  MC_usInitLIB",
+      "{ IAInitialisation",
+      "  REPERTOIRE TRAVAIL :MC_ulLireChaineTovel:usLongueur=0x" + Hex4(inst.RepertoireTravail().size()),
+      "  recuperation du repertoire de travail OK",
+      "  REPERTOIRE TABLES:MC_ulLireChaineTovel:usLongueur=0x" + Hex4(inst.RepertoireTables().size()),
+      "  recuperation du repertoire des tables externes OK",
+      "  MC_usInitialiserFichierBinaire:initialisation des tables externes / usResultat=0x0000",
+      "  controle de numeros de version,usResultat= 0x0000",
+      "  MC_usLireEnteteTable:usResultat= 0x0000",
+      "  MC_usLireEnteteTable:usResultat= 0x0000",
+      "  MC_usLireEnteteTable:usResultat= 0x0000",
+      "  ecriture des fichiers .adm composants",
+      "  ecriture du fichier .adm, composant MC :usResultat= 0x0000",
+      "  ecriture du fichier .adm, composant Fichier Tables :usResultat= 0x0000",
+      "  Sortie : numero de version MC",
+      "  Sortie : numero de version du Fichier de tables",
+      "  IAInitialisation",
+      "{ MC_usInitLIB",
+      "  Nombre de modules ayant initialis\xe9 le MC = 1",
+      "  MC_usInitLIB",
+      "{ IAInitialisation",
+      "  { MC_usTermLIB",
+      "    { MC_usTermLIB",
+      "       0",
+      "      { usIADecharger",
+      "        { Suppression des tables /usGTSupprTables",
+      "          suppression de la table TGROUPE, usResultat=0x0000",
+      "          suppression de la table TCHAMP, usResultat=0x0000",
+      "          suppression de la table TVALEUR, usResultat=0x0000",
+      "          Suppression des tables = usGTSupprTables / usResultat = 0x0000",
+      "        usIADecharger",
+  };
+  EXPECT_EQ(LignesCycle(trace.Lines()), attendu);
 }
 
 }  // namespace

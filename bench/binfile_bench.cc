@@ -131,9 +131,11 @@ class Rapporteur : public benchmark::ConsoleReporter {
   std::map<std::string, double> debits;
   void ReportRuns(const std::vector<Run> &runs) override {
     for (const Run &r : runs) {
+      // With repetitions, the median stands for the benchmark.
+      if (!r.aggregate_name.empty() && r.aggregate_name != "median") continue;
       for (const char *nom : {"bytes_per_second", "items_per_second"}) {
         const auto it = r.counters.find(nom);
-        if (it != r.counters.end()) debits[r.benchmark_name()] = it->second.value;
+        if (it != r.counters.end()) debits[r.run_name.function_name] = it->second.value;
       }
     }
     ConsoleReporter::ReportRuns(runs);

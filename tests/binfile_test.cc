@@ -1105,7 +1105,9 @@ TEST_F(BinFile, DamagedFilesNeverCrashOrLeak) {
     for (int tour = 0; tour < 2; ++tour) {
       char *chaine = nullptr;
       MC_usLireChaineVariable(num, &chaine);
-      if (chaine != nullptr) EXPECT_LT(malloc_usable_size(chaine), bon.size() + 64);
+      if (chaine != nullptr) {
+        EXPECT_LT(malloc_usable_size(chaine), bon.size() + 64);
+      }
       MC_Liberer(chaine);
       double d;
       uint32_t ul;

@@ -58,7 +58,8 @@ uint16_t Verifier(uint16_t usNum) noexcept {
   if (usResultat == MC_OK)
     usResultat = MC_usLireFichierBinaire(usNum, static_cast<int32_t>(ulLongueur - kLongueurSignature),
                                          kLongueurSignature, &pucSignature);
-  if (usResultat == MC_OK) usResultat = MC_usVerifierSignatureMessage(pucMessage, ulLongueurMessage, *psCle, pucSignature);
+  if (usResultat == MC_OK)
+    usResultat = MC_usVerifierSignatureMessage(pucMessage, ulLongueurMessage, *psCle, pucSignature);
   MC_Liberer(pucSignature);
   MC_Liberer(pucMessage);
   MC_Liberer(psCle);

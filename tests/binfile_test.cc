@@ -772,6 +772,7 @@ namespace {
 const std::string kCles = std::string(MC_SOURCE_DIR) + "/keys/";
 
 std::string Octets(const unsigned char *p, size_t n) { return std::string(reinterpret_cast<const char *>(p), n); }
+const unsigned char *Entree(const std::string &s) { return reinterpret_cast<const unsigned char *>(s.data()); }
 
 // The signature that the openssl command line makes of `message`.
 std::string SignatureOpenssl(const TempDir &dir, const std::string &message) {
@@ -812,13 +813,17 @@ bool CleIntegreeEstDemo() {
 // block^d mod n with the demo private key: a "signature" of any block.
 std::string EleverExposantPrive(const std::string &bloc) {
   FILE *f = fopen((kCles + "demo-private.pem").c_str(), "rb");
+  if (f == nullptr) {
+    ADD_FAILURE() << "no demo-private.pem";
+    return {};
+  }
   EVP_PKEY *cle = PEM_read_PrivateKey(f, nullptr, nullptr, nullptr);
   fclose(f);
   EVP_PKEY_CTX *ctx = EVP_PKEY_CTX_new(cle, nullptr);
   unsigned char sortie[128];
   size_t n = sizeof sortie;
   const bool ok = EVP_PKEY_sign_init(ctx) == 1 && EVP_PKEY_CTX_set_rsa_padding(ctx, RSA_NO_PADDING) == 1 &&
-                  EVP_PKEY_sign(ctx, sortie, &n, reinterpret_cast<const unsigned char *>(bloc.data()), bloc.size()) == 1;
+                  EVP_PKEY_sign(ctx, sortie, &n, Entree(bloc), bloc.size()) == 1;
   EVP_PKEY_CTX_free(ctx);
   EVP_PKEY_free(cle);
   EXPECT_TRUE(ok && n == 128);
@@ -846,15 +851,15 @@ TEST(BinfileSignatureMessage, SameBytesAsTheOpensslCommandLineBothWays) {
   ASSERT_NE(publique, nullptr);
   for (const std::string &message : {std::string(), std::string("0000 tables\r\n\x1a", 15), std::string(5000, 'x')}) {
     unsigned char sig[128];
-    ASSERT_EQ(MC_usCalculerSignatureMessage(reinterpret_cast<const unsigned char *>(message.data()),
+    ASSERT_EQ(MC_usCalculerSignatureMessage(Entree(message),
                                             static_cast<uint32_t>(message.size()), CleDemo(), sig),
               0u);
     EXPECT_EQ(Octets(sig, 128), SignatureOpenssl(dir, message)) << message.size();
     EXPECT_TRUE(VerifieParOpenssl(dir, message, Octets(sig, 128)));
     const std::string autre = SignatureOpenssl(dir, message + "!");
-    EXPECT_EQ(MC_usVerifierSignatureMessage(reinterpret_cast<const unsigned char *>((message + "!").data()),
+    EXPECT_EQ(MC_usVerifierSignatureMessage(Entree(message + "!"),
                                             static_cast<uint32_t>(message.size() + 1), *publique,
-                                            reinterpret_cast<const unsigned char *>(autre.data())),
+                                            Entree(autre)),
               0u);
   }
   // A key that cannot sign: no signature, status 1.
@@ -907,17 +912,17 @@ TEST(BinfileSignatureMessage, EveryMalformedBlockIsRefused) {
   for (const Cas &c : cas) {
     ASSERT_EQ(c.bloc.size(), 128u) << c.nom;
     const std::string sig = EleverExposantPrive(c.bloc);
-    EXPECT_EQ(MC_usVerifierSignatureMessage(reinterpret_cast<const unsigned char *>(message.data()),
+    EXPECT_EQ(MC_usVerifierSignatureMessage(Entree(message),
                                             static_cast<uint32_t>(message.size()), *publique,
-                                            reinterpret_cast<const unsigned char *>(sig.data())),
+                                            Entree(sig)),
               c.attendu)
         << c.nom;
   }
   // A number that is not below the modulus.
   const std::string grand(128, '\xff');
-  EXPECT_EQ(MC_usVerifierSignatureMessage(reinterpret_cast<const unsigned char *>(message.data()),
+  EXPECT_EQ(MC_usVerifierSignatureMessage(Entree(message),
                                           static_cast<uint32_t>(message.size()), *publique,
-                                          reinterpret_cast<const unsigned char *>(grand.data())),
+                                          Entree(grand)),
             0x040Au);
   MC_Liberer(publique);
 }

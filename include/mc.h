@@ -867,7 +867,26 @@ MC_EXPORT uint16_t MC_usModifierChamp(uint16_t usNumZone, const unsigned char *p
  * Memory zones: checks
  * ====================================================================== */
 
-/* (section filled by the zone checks) */
+/* Both checks work on a structured zone and move its cursor; the data is
+   never changed.  Codes built from positions: n is the rank of a group in
+   the zone and k the rank of a field in the zone (fields of the groups
+   before counted), both from 1, in 16-bit arithmetic. */
+
+/* Checks the coding: groups (none of length 0) that exactly fill the data,
+   each exactly filled by its fields.  Leaves the cursor on the last group at
+   its last field when it succeeds.  0, 0xF810 (any defect), 0xF807, 0xF811. */
+MC_EXPORT uint16_t MC_usControlerSyntaxeZoneMemoire(uint16_t usNumZone) MC_NOEXCEPT;
+/* Checks the coding, then every group and field against the dictionary:
+   0xA000+n unknown group (cursor left on it) or allowed value not fetched,
+   0xA800+n fewer or more fields than listed, 0x9000+k field failing its
+   format letter, length, presence or allowed values; else 0, a status of
+   the coding check, or of the dictionary queries (0xF801; 0xF805 with the
+   cursor left on the group).  A group listed without fields may hold any.
+   The cursor is back at the start after success and after field errors.
+   Kept for compatibility: the field records, fetched values and reduced
+   texts it takes (and the list of groups, when it stops on a group) stay
+   counted in ulMemAllouee. */
+MC_EXPORT uint16_t MC_usControlerFormatZoneMemoire(uint16_t usNumZone) MC_NOEXCEPT;
 
 /* ======================================================================
  * Date and string tools

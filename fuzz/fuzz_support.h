@@ -1,0 +1,136 @@
+// Shared frame of the fuzz targets: a private preferences directory, a byte
+// reader over the input, file writing, a check that aborts with a message,
+// and the restoring of the library's process-wide state between inputs.
+#ifndef MC_FUZZ_FUZZ_SUPPORT_H
+#define MC_FUZZ_FUZZ_SUPPORT_H
+
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <unordered_set>
+
+#include "core/memory.h"
+#include "mc.h"
+
+namespace mc::fuzz {
+
+// Aborts with a message: a fuzz target's failed expectation is a crash.
+#define MC_FUZZ_CHECK(cond, ...)                                              \
+  do {                                                                        \
+    if (!(cond)) {                                                            \
+      std::fprintf(stderr, "%s:%d: check failed: %s: ", __FILE__, __LINE__, #cond); \
+      std::fprintf(stderr, __VA_ARGS__);                                      \
+      std::fprintf(stderr, "\n");                                             \
+      std::abort();                                                           \
+    }                                                                         \
+  } while (0)
+
+// A fresh directory under $TMPDIR, set as MC_PREFERENCES_DIR, removed at exit
+// (the name is never destroyed, so that the exit handler can still read it).
+inline const std::string &RepertoirePrive() {
+  static const std::string &chemin = *[] {
+    const char *tmp = std::getenv("TMPDIR");
+    std::string modele = std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") + "/mc-fuzz-XXXXXX";
+    if (mkdtemp(modele.data()) == nullptr) {
+      std::perror("mkdtemp");
+      std::abort();
+    }
+    setenv("MC_PREFERENCES_DIR", modele.c_str(), 1);
+    std::atexit([] {
+      std::error_code ec;
+      std::filesystem::remove_all(RepertoirePrive(), ec);
+    });
+    return new std::string(modele);
+  }();
+  return chemin;
+}
+
+inline std::string CheminPrive(const std::string &nom) { return RepertoirePrive() + "/" + nom; }
+
+inline void EcrireFichier(const std::string &chemin, const void *donnees, size_t taille) {
+  FILE *f = std::fopen(chemin.c_str(), "wb");
+  MC_FUZZ_CHECK(f != nullptr, "cannot create %s", chemin.c_str());
+  if (taille != 0) MC_FUZZ_CHECK(std::fwrite(donnees, 1, taille, f) == taille, "short write");
+  std::fclose(f);
+}
+
+// Reads the input front to back; past its end every read gives 0.
+class Flux {
+ public:
+  Flux(const uint8_t *donnees, size_t taille) : p_(donnees), reste_(taille) {}
+  bool Vide() const { return reste_ == 0; }
+  size_t Reste() const { return reste_; }
+  uint8_t Octet() {
+    if (reste_ == 0) return 0;
+    --reste_;
+    return *p_++;
+  }
+  uint16_t Mot() { return static_cast<uint16_t>(Octet() << 8 | Octet()); }
+  uint32_t Long() { return static_cast<uint32_t>(Mot()) << 16 | Mot(); }
+  // The next n bytes (fewer at the end) and their count.
+  const uint8_t *Prendre(size_t n, size_t *pris) {
+    *pris = n < reste_ ? n : reste_;
+    const uint8_t *debut = p_;
+    p_ += *pris;
+    reste_ -= *pris;
+    return debut;
+  }
+
+ private:
+  const uint8_t *p_;
+  size_t reste_;
+};
+
+// Frees every zone record left in the table (buffers are the caller's).
+inline void LibererZones() {
+  for (uint16_t i = 0; i < MC_NB_ZONES_MAX; ++i)
+    if (ZM[i] != nullptr) MC_usLibererZoneMemoire(i);
+}
+
+// Closes every binary file left open, and forgets the pending table size.
+inline void LibererFichiers() {
+  for (uint16_t i = 0; i < MC_NB_FICHIERS_MAX; ++i) {
+    if (fichiers[i] == nullptr) continue;
+    if (fichiers[i] == MC_FICHIER_RESERVE)
+      fichiers[i] = nullptr;
+    else
+      usLibererFichier(static_cast<uint16_t>(i + 1));
+  }
+  lPositionTailleTable = 0;
+}
+
+// Tracks the counted blocks taken during one input; Rendre gives back those
+// still held (the blocks the library keeps on purpose), except those the
+// filter says to keep.
+class Registre {
+ public:
+  Registre() { mc::testing::SuivreBlocs(&blocs_); }
+  ~Registre() { mc::testing::SuivreBlocs(nullptr); }
+  template <typename Garder>
+  size_t Rendre(Garder garder) {
+    mc::testing::SuivreBlocs(nullptr);
+    size_t rendus = 0;
+    for (void *bloc : blocs_) {
+      if (garder(bloc)) continue;
+      MC_Liberer(bloc);
+      ++rendus;
+    }
+    blocs_.clear();
+    return rendus;
+  }
+  size_t Rendre() {
+    return Rendre([](void *) { return false; });
+  }
+
+ private:
+  std::unordered_set<void *> blocs_;
+};
+
+}  // namespace mc::fuzz
+
+#endif  // MC_FUZZ_FUZZ_SUPPORT_H

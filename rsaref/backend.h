@@ -52,6 +52,20 @@ Outcome ModExpBytes(unsigned char *out, const unsigned char *base, unsigned base
                     const unsigned char *exponent, unsigned exponentLen, const unsigned char *modulus,
                     unsigned modLen) noexcept;
 
+// DES in CBC mode by libcrypto.  A key schedule is kept in the 32 words the
+// toolkit's contexts reserve for it; the chaining value is 8 bytes, updated
+// in place; len is a multiple of 8.
+void DesSchedule(uint32_t subkeys[32], const unsigned char key[8]) noexcept;
+void DesCbc(const uint32_t subkeys[32], unsigned char iv[8], unsigned char *out, const unsigned char *in,
+            unsigned len, bool encrypt) noexcept;
+// DESX: the input whitener is XORed in before DES, the output whitener after.
+void DesxCbc(const uint32_t subkeys[32], const unsigned char inputWhitener[8],
+             const unsigned char outputWhitener[8], unsigned char iv[8], unsigned char *out,
+             const unsigned char *in, unsigned len, bool encrypt) noexcept;
+// Triple DES, encrypt-decrypt-encrypt with three schedules.
+void Des3Cbc(const uint32_t subkeys[3][32], unsigned char iv[8], unsigned char *out, const unsigned char *in,
+             unsigned len, bool encrypt) noexcept;
+
 // Multi-precision operations on little-endian arrays of 32-bit digits.  On
 // any failure (zero divisor, no inverse, memory) the results are set to 0.
 void DigitsMult(uint32_t *a, const uint32_t *b, const uint32_t *c, unsigned digits) noexcept;

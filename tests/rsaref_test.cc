@@ -11,6 +11,7 @@
 #include <openssl/provider.h>
 #include <openssl/rsa.h>
 
+#include <cctype>
 #include <cstring>
 #include <memory>
 #include <random>
@@ -550,6 +551,849 @@ TEST(RsarefSign, SmallModulus) {
     EXPECT_EQ(R_VerifyBlockSignature(msg, 2, sig + 1, sigLen - 1, DA_MD5, &k.pub), 0);
   }
   EXPECT_TRUE(found);
+}
+
+// ---- RSA encryption padding --------------------------------------------------
+
+TEST(RsarefRsa, EncryptionRoundTripsAndLengths) {
+  KeyPair k = OpensslKey(1024, 65537);
+  R_RANDOM_STRUCT rs = Seeded(1);
+  Bytes input = Of("0123456789abcdef0123456789abcdef0123456789abcdef0123456789abcdef"
+                   "0123456789abcdef0123456789abcdef0123456789abcdef01234");
+  ASSERT_EQ(input.size(), 117u);  // k - 11, the longest
+  unsigned char out[MAX_RSA_MODULUS_LEN], back[MAX_RSA_MODULUS_LEN];
+  unsigned int outLen = 0, backLen = 0;
+  ASSERT_EQ(RSAPublicEncrypt(out, &outLen, input.data(), 117, &k.pub, &rs), 0);
+  EXPECT_EQ(outLen, 128u);
+  ASSERT_EQ(RSAPrivateDecrypt(back, &backLen, out, outLen, &k.priv), 0);
+  EXPECT_EQ(Hex(back, backLen), Hex(input));
+  EXPECT_EQ(RSAPublicEncrypt(out, &outLen, input.data(), 118, &k.pub, &rs), RE_LEN);
+  EXPECT_EQ(RSAPrivateEncrypt(out, &outLen, input.data(), 118, &k.priv), RE_LEN);
+  // Type 1 the other way round.
+  ASSERT_EQ(RSAPrivateEncrypt(out, &outLen, input.data(), 20, &k.priv), 0);
+  ASSERT_EQ(RSAPublicDecrypt(back, &backLen, out, outLen, &k.pub), 0);
+  EXPECT_EQ(Hex(back, backLen), Hex(input).substr(0, 40));
+  // Each decryption insists on its own block type.
+  EXPECT_EQ(RSAPrivateDecrypt(back, &backLen, out, outLen, &k.priv), RE_DATA);
+  ASSERT_EQ(RSAPublicEncrypt(out, &outLen, input.data(), 20, &k.pub, &rs), 0);
+  EXPECT_EQ(RSAPublicDecrypt(back, &backLen, out, outLen, &k.pub), RE_DATA);
+  // Inputs longer than the modulus, or not below it.
+  unsigned char big[MAX_RSA_MODULUS_LEN + 1];
+  std::memset(big, 0xff, sizeof big);
+  EXPECT_EQ(RSAPrivateDecrypt(back, &backLen, big, 129, &k.priv), RE_LEN);
+  EXPECT_EQ(RSAPublicDecrypt(back, &backLen, big, 129, &k.pub), RE_LEN);
+  EXPECT_EQ(RSAPrivateDecrypt(back, &backLen, big, 128, &k.priv), RE_DATA);
+  EXPECT_EQ(RSAPublicDecrypt(back, &backLen, k.pub.modulus, 128, &k.pub), RE_DATA);
+  // No seed yet.
+  R_RANDOM_STRUCT fresh;
+  R_RandomInit(&fresh);
+  EXPECT_EQ(RSAPublicEncrypt(out, &outLen, input.data(), 20, &k.pub, &fresh), RE_NEED_RANDOM);
+}
+
+// The padding bytes are the generator's next non-zero bytes, one at a time.
+TEST(RsarefRsa, PaddingComesFromTheGenerator) {
+  KeyPair k = OpensslKey(1024, 3);
+  R_RANDOM_STRUCT rs = Seeded(7), copy = rs;
+  Bytes input = Of("key bytes");
+  unsigned char out[MAX_RSA_MODULUS_LEN];
+  unsigned int outLen = 0;
+  ASSERT_EQ(RSAPublicEncrypt(out, &outLen, input.data(), static_cast<unsigned>(input.size()), &k.pub, &rs), 0);
+  Bytes block = RawPublic(k.pkey.get(), Bytes(out, out + 128));
+  // The private operation of libcrypto on the output gives 00 02 PS 00 M.
+  Bytes plain(128);
+  {
+    EVP_PKEY_CTX *ctx = EVP_PKEY_CTX_new_from_pkey(nullptr, k.pkey.get(), nullptr);
+    ASSERT_EQ(EVP_PKEY_decrypt_init(ctx), 1);
+    ASSERT_EQ(EVP_PKEY_CTX_set_rsa_padding(ctx, RSA_NO_PADDING), 1);
+    size_t n = plain.size();
+    ASSERT_EQ(EVP_PKEY_decrypt(ctx, plain.data(), &n, out, 128), 1);
+    EVP_PKEY_CTX_free(ctx);
+  }
+  Bytes expected = {0x00, 0x02};
+  while (expected.size() < 128 - input.size() - 1) {
+    unsigned char b;
+    ASSERT_EQ(R_GenerateBytes(&b, 1, &copy), 0);
+    if (b != 0) expected.push_back(b);
+  }
+  expected.push_back(0x00);
+  expected.insert(expected.end(), input.begin(), input.end());
+  EXPECT_EQ(Hex(plain), Hex(expected));
+  // Both structures drew the same count.
+  unsigned char x, y;
+  R_GenerateBytes(&x, 1, &rs);
+  R_GenerateBytes(&y, 1, &copy);
+  EXPECT_EQ(x, y);
+}
+
+// ---- DES --------------------------------------------------------------------
+
+Bytes EvpCipher(const char *name, const Bytes &key, const Bytes &iv, const Bytes &in, bool encrypt) {
+  static OSSL_PROVIDER *legacy = OSSL_PROVIDER_load(nullptr, "legacy");
+  static OSSL_PROVIDER *base = OSSL_PROVIDER_load(nullptr, "default");
+  (void)legacy;
+  (void)base;
+  EVP_CIPHER *cipher = EVP_CIPHER_fetch(nullptr, name, nullptr);
+  EXPECT_NE(cipher, nullptr) << name;
+  if (cipher == nullptr) return {};
+  EVP_CIPHER_CTX *ctx = EVP_CIPHER_CTX_new();
+  EXPECT_EQ(EVP_CipherInit_ex2(ctx, cipher, key.data(), iv.data(), encrypt ? 1 : 0, nullptr), 1);
+  EVP_CIPHER_CTX_set_padding(ctx, 0);
+  Bytes out(in.size() + 8);
+  int n = 0, m = 0;
+  EXPECT_EQ(EVP_CipherUpdate(ctx, out.data(), &n, in.data(), static_cast<int>(in.size())), 1);
+  EXPECT_EQ(EVP_CipherFinal_ex(ctx, out.data() + n, &m), 1);
+  out.resize(static_cast<size_t>(n + m));
+  EVP_CIPHER_CTX_free(ctx);
+  EVP_CIPHER_free(cipher);
+  return out;
+}
+
+TEST(RsarefDes, CbcMatchesLibcryptoCiphers) {
+  std::mt19937 gen(11);
+  for (int round = 0; round < 4; ++round) {
+    Bytes key = RandomBytes(gen, 24), iv = RandomBytes(gen, 8), data = RandomBytes(gen, 8 * (1 + round * 5));
+    const unsigned n = static_cast<unsigned>(data.size());
+    Bytes out(n), back(n);
+
+    DES_CBC_CTX des;
+    DES_CBCInit(&des, key.data(), iv.data(), 1);
+    // In two calls: the chaining value carries over.
+    ASSERT_EQ(DES_CBCUpdate(&des, out.data(), data.data(), 8), 0);
+    ASSERT_EQ(DES_CBCUpdate(&des, out.data() + 8, data.data() + 8, n - 8), 0);
+    EXPECT_EQ(Hex(out), Hex(EvpCipher("DES-CBC", Bytes(key.begin(), key.begin() + 8), iv, data, true)));
+    DES_CBCInit(&des, key.data(), iv.data(), 0);
+    ASSERT_EQ(DES_CBCUpdate(&des, back.data(), out.data(), n), 0);
+    EXPECT_EQ(Hex(back), Hex(data));
+    // Restart goes back to the first IV; decrypting in place works.
+    DES_CBCRestart(&des);
+    ASSERT_EQ(DES_CBCUpdate(&des, out.data(), out.data(), n), 0);
+    EXPECT_EQ(Hex(out), Hex(data));
+
+    DESX_CBC_CTX desx;
+    DESX_CBCInit(&desx, key.data(), iv.data(), 1);
+    ASSERT_EQ(DESX_CBCUpdate(&desx, out.data(), data.data(), n), 0);
+    EXPECT_EQ(Hex(out), Hex(EvpCipher("DESX-CBC", key, iv, data, true)));
+    DESX_CBCInit(&desx, key.data(), iv.data(), 0);
+    ASSERT_EQ(DESX_CBCUpdate(&desx, back.data(), out.data(), n), 0);
+    EXPECT_EQ(Hex(back), Hex(data));
+
+    DES3_CBC_CTX des3;
+    DES3_CBCInit(&des3, key.data(), iv.data(), 1);
+    ASSERT_EQ(DES3_CBCUpdate(&des3, out.data(), data.data(), n), 0);
+    EXPECT_EQ(Hex(out), Hex(EvpCipher("DES-EDE3-CBC", key, iv, data, true)));
+    DES3_CBCRestart(&des3);
+    ASSERT_EQ(DES3_CBCUpdate(&des3, back.data(), data.data(), n), 0);
+    EXPECT_EQ(Hex(back), Hex(out));
+    DES3_CBCInit(&des3, key.data(), iv.data(), 0);
+    ASSERT_EQ(DES3_CBCUpdate(&des3, back.data(), out.data(), n), 0);
+    EXPECT_EQ(Hex(back), Hex(data));
+  }
+}
+
+TEST(RsarefDes, LengthsAndContextWords) {
+  unsigned char key[24] = {1, 2, 3, 4, 5, 6, 7, 8}, iv[8] = {0x01, 0x23, 0x45, 0x67, 0x89, 0xab, 0xcd, 0xef};
+  unsigned char buf[16] = {};
+  DES_CBC_CTX des;
+  DES_CBCInit(&des, key, iv, 1);
+  // The chaining value is kept as two big-endian words.
+  EXPECT_EQ(des.iv[0], 0x01234567u);
+  EXPECT_EQ(des.originalIV[1], 0x89abcdefu);
+  EXPECT_EQ(des.encrypt, 1);
+  for (unsigned len : {1u, 7u, 9u, 15u}) EXPECT_EQ(DES_CBCUpdate(&des, buf, buf, len), RE_LEN) << len;
+  EXPECT_EQ(des.iv[0], 0x01234567u) << "a refused length changes nothing";
+  EXPECT_EQ(DES_CBCUpdate(&des, buf, buf, 0), 0);
+  DESX_CBC_CTX desx;
+  DESX_CBCInit(&desx, key, iv, 1);
+  EXPECT_EQ(DESX_CBCUpdate(&desx, buf, buf, 12), RE_LEN);
+  DES3_CBC_CTX des3;
+  DES3_CBCInit(&des3, key, iv, 1);
+  EXPECT_EQ(DES3_CBCUpdate(&des3, buf, buf, 4), RE_LEN);
+  EXPECT_EQ(DES3_CBCUpdate(&des3, buf, buf, 16), 0);
+  EXPECT_NE(des3.iv[0], des3.originalIV[0]);
+  DES3_CBCRestart(&des3);
+  EXPECT_EQ(des3.iv[0], des3.originalIV[0]);
+  EXPECT_EQ(des3.iv[1], des3.originalIV[1]);
+}
+
+// ---- envelopes --------------------------------------------------------------
+
+struct Sealed {
+  Bytes key;  // encrypted content key
+  unsigned char iv[8];
+  Bytes data;
+};
+
+// Seals content in uneven pieces.
+Sealed Seal(int alg, const Bytes &content, R_RSA_PUBLIC_KEY *pub, R_RANDOM_STRUCT *rs) {
+  Sealed s;
+  R_ENVELOPE_CTX ctx;
+  unsigned char key[MAX_ENCRYPTED_KEY_LEN];
+  unsigned char *keys[1] = {key};
+  unsigned int keyLen = 0;
+  EXPECT_EQ(R_SealInit(&ctx, keys, &keyLen, s.iv, 1, &pub, alg, rs), 0);
+  s.key.assign(key, key + keyLen);
+  s.data.resize(content.size() + 8);
+  unsigned int out = 0;
+  for (size_t at = 0, piece = 1; at < content.size(); at += piece, piece = piece * 2 + 1) {
+    piece = std::min(piece, content.size() - at);
+    unsigned int n = 0;
+    EXPECT_EQ(R_SealUpdate(&ctx, s.data.data() + out, &n, const_cast<unsigned char *>(content.data()) + at,
+                           static_cast<unsigned>(piece)),
+              0);
+    EXPECT_EQ(n % 8, 0u);
+    out += n;
+  }
+  unsigned int n = 0;
+  EXPECT_EQ(R_SealFinal(&ctx, s.data.data() + out, &n), 0);
+  EXPECT_EQ(n, 8u);
+  s.data.resize(out + n);
+  return s;
+}
+
+int Open(int alg, Sealed s, R_RSA_PRIVATE_KEY *priv, Bytes *content) {
+  R_ENVELOPE_CTX ctx;
+  int status = R_OpenInit(&ctx, alg, s.key.data(), static_cast<unsigned>(s.key.size()), s.iv, priv);
+  if (status != 0) return status;
+  content->assign(s.data.size() + 8, 0);
+  unsigned int out = 0;
+  for (size_t at = 0, piece = 5; at < s.data.size(); at += piece, piece += 3) {
+    piece = std::min(piece, s.data.size() - at);
+    unsigned int n = 0;
+    status = R_OpenUpdate(&ctx, content->data() + out, &n, s.data.data() + at, static_cast<unsigned>(piece));
+    if (status != 0) return status;
+    EXPECT_EQ(n % 8, 0u);
+    out += n;
+  }
+  unsigned int n = 0;
+  status = R_OpenFinal(&ctx, content->data() + out, &n);
+  EXPECT_LE(n, 7u);
+  content->resize(status == 0 ? out + n : 0);
+  return status;
+}
+
+TEST(RsarefEnvelope, SealThenOpenAllAlgorithms) {
+  KeyPair k = OpensslKey(1024, 65537);
+  std::mt19937 gen(3);
+  for (int alg : {EA_DES_CBC, EA_DES_EDE2_CBC, EA_DES_EDE3_CBC, EA_DESX_CBC}) {
+    for (size_t len : {0u, 1u, 7u, 8u, 9u, 64u, 333u}) {
+      R_RANDOM_STRUCT rs = Seeded(static_cast<unsigned char>(alg));
+      Bytes content = RandomBytes(gen, len);
+      Sealed s = Seal(alg, content, &k.pub, &rs);
+      EXPECT_EQ(s.data.size(), (len / 8 + 1) * 8) << alg << " " << len;
+      Bytes back;
+      ASSERT_EQ(Open(alg, s, &k.priv, &back), 0) << alg << " " << len;
+      EXPECT_EQ(Hex(back), Hex(content)) << alg << " " << len;
+    }
+  }
+}
+
+// The content key and IV are the generator's first bytes; EDE2 repeats K1 as
+// K3; the content is CBC with RFC 1423 padding, which is libcrypto's too.
+TEST(RsarefEnvelope, KeyAndIvDrawnInOrder) {
+  KeyPair k = OpensslKey(1024, 65537);
+  Bytes content = Of("twenty-one bytes here");
+  struct Case {
+    int alg;
+    size_t drawn;
+    const char *cipher;
+  };
+  for (const Case &c : {Case{EA_DES_CBC, 8, "DES-CBC"}, Case{EA_DES_EDE2_CBC, 24, "DES-EDE3-CBC"},
+                        Case{EA_DES_EDE3_CBC, 24, "DES-EDE3-CBC"}, Case{EA_DESX_CBC, 24, "DESX-CBC"}}) {
+    R_RANDOM_STRUCT rs = Seeded(9), model = Seeded(9);
+    Sealed s = Seal(c.alg, content, &k.pub, &rs);
+    Bytes key(c.drawn), iv(8);
+    R_GenerateBytes(key.data(), static_cast<unsigned>(c.drawn), &model);
+    R_GenerateBytes(iv.data(), 8, &model);
+    if (c.alg == EA_DES_EDE2_CBC) std::copy(key.begin(), key.begin() + 8, key.begin() + 16);
+    EXPECT_EQ(Hex(s.iv, 8), Hex(iv));
+    unsigned char recovered[MAX_RSA_MODULUS_LEN];
+    unsigned int recoveredLen = 0;
+    ASSERT_EQ(RSAPrivateDecrypt(recovered, &recoveredLen, s.key.data(), static_cast<unsigned>(s.key.size()), &k.priv), 0);
+    EXPECT_EQ(Hex(recovered, recoveredLen), Hex(key));
+    Bytes padded = content;
+    padded.insert(padded.end(), 3, 3);
+    EXPECT_EQ(Hex(s.data), Hex(EvpCipher(c.cipher, key, iv, padded, true))) << c.alg;
+  }
+}
+
+TEST(RsarefEnvelope, RefusesBadInput) {
+  KeyPair k = OpensslKey(1024, 65537);
+  KeyPair other = OpensslKey(1024, 65537);
+  R_RANDOM_STRUCT rs = Seeded(4);
+  Bytes content = Of("0123456789abcdef");
+  Sealed s = Seal(EA_DES_CBC, content, &k.pub, &rs);
+  Bytes back;
+  R_ENVELOPE_CTX ctx;
+  unsigned char iv[8] = {};
+  EXPECT_EQ(R_OpenInit(&ctx, 5, s.key.data(), 128, iv, &k.priv), RE_ENCRYPTION_ALGORITHM);
+  EXPECT_EQ(R_OpenInit(&ctx, EA_DES_CBC, s.key.data(), 129, iv, &k.priv), RE_LEN);
+  EXPECT_EQ(Open(EA_DES_CBC, s, &other.priv, &back), RE_PRIVATE_KEY);
+  // An 8-byte key offered as a 24-byte one.
+  EXPECT_EQ(Open(EA_DES_EDE3_CBC, s, &k.priv, &back), RE_KEY);
+  unsigned char *keys[1] = {iv};
+  unsigned int keyLen;
+  R_RSA_PUBLIC_KEY *pubs[1] = {&k.pub};
+  EXPECT_EQ(R_SealInit(&ctx, keys, &keyLen, iv, 1, pubs, 0, &rs), RE_ENCRYPTION_ALGORITHM);
+  R_RANDOM_STRUCT fresh;
+  R_RandomInit(&fresh);
+  EXPECT_EQ(R_SealInit(&ctx, keys, &keyLen, iv, 1, pubs, EA_DES_CBC, &fresh), RE_NEED_RANDOM);
+  R_RSA_PUBLIC_KEY bad = k.pub;
+  bad.bits = 4096;
+  R_RSA_PUBLIC_KEY *badPubs[1] = {&bad};
+  unsigned char keyOut[MAX_ENCRYPTED_KEY_LEN];
+  keys[0] = keyOut;
+  EXPECT_EQ(R_SealInit(&ctx, keys, &keyLen, iv, 1, badPubs, EA_DES_CBC, &rs), RE_PUBLIC_KEY);
+
+  // Padding: the last block must end in n bytes of value n, 1 <= n <= 8.
+  for (int lastByte : {0, 9, 0xff}) {
+    unsigned char plain[16] = {};
+    std::memset(plain + 8, 0x02, 8);
+    plain[15] = static_cast<unsigned char>(lastByte);
+    Sealed forged = s;
+    DES_CBC_CTX des;
+    unsigned char desKey[MAX_RSA_MODULUS_LEN];
+    unsigned int desKeyLen;
+    ASSERT_EQ(RSAPrivateDecrypt(desKey, &desKeyLen, s.key.data(), 128, &k.priv), 0);
+    DES_CBCInit(&des, desKey, s.iv, 1);
+    forged.data.assign(16, 0);
+    DES_CBCUpdate(&des, forged.data.data(), plain, 16);
+    EXPECT_EQ(Open(EA_DES_CBC, forged, &k.priv, &back), RE_KEY) << lastByte;
+    // Value 2 but the byte before is not 2.
+    plain[15] = 2;
+    plain[14] = 3;
+    DES_CBCRestart(&des);
+    DES_CBCUpdate(&des, forged.data.data(), plain, 16);
+    EXPECT_EQ(Open(EA_DES_CBC, forged, &k.priv, &back), RE_KEY);
+    plain[14] = 2;
+    DES_CBCRestart(&des);
+    DES_CBCUpdate(&des, forged.data.data(), plain, 16);
+    ASSERT_EQ(Open(EA_DES_CBC, forged, &k.priv, &back), 0);
+    EXPECT_EQ(back.size(), 14u);
+  }
+  // Ciphertext that is not whole blocks, or none at all.
+  Sealed cut = s;
+  cut.data.pop_back();
+  EXPECT_EQ(Open(EA_DES_CBC, cut, &k.priv, &back), RE_KEY);
+  cut.data.clear();
+  EXPECT_EQ(Open(EA_DES_CBC, cut, &k.priv, &back), RE_KEY);
+}
+
+// ---- printable encoding -----------------------------------------------------
+
+TEST(RsarefPem, EncodeMatchesBase64AndWritesNothingMore) {
+  std::mt19937 gen(5);
+  for (unsigned len = 0; len < 40; ++len) {
+    Bytes data = RandomBytes(gen, len);
+    Bytes encoded(ENCODED_CONTENT_LEN(len) + 1, 0xee);
+    unsigned int encodedLen = 0;
+    ASSERT_EQ(R_EncodePEMBlock(encoded.data(), &encodedLen, data.data(), len), 0);
+    EXPECT_EQ(encodedLen, (len + 2) / 3 * 4);
+    std::string expected(4 * ((len + 2) / 3) + 1, '\0');
+    EVP_EncodeBlock(reinterpret_cast<unsigned char *>(expected.data()), data.data(), static_cast<int>(len));
+    expected.resize(encodedLen);
+    EXPECT_EQ(std::string(encoded.begin(), encoded.begin() + encodedLen), expected);
+    for (size_t i = encodedLen; i < encoded.size(); ++i) EXPECT_EQ(encoded[i], 0xee) << "byte " << i << " written";
+    Bytes decoded(DECODED_CONTENT_LEN(encodedLen));
+    unsigned int decodedLen = 0;
+    ASSERT_EQ(R_DecodePEMBlock(decoded.data(), &decodedLen, encoded.data(), encodedLen), 0);
+    decoded.resize(decodedLen);
+    EXPECT_EQ(Hex(decoded), Hex(data));
+  }
+}
+
+TEST(RsarefPem, DecodeTable) {
+  struct Case {
+    const char *text;
+    int status;
+    const char *hex;
+  };
+  const Case cases[] = {
+      {"", 0, ""},
+      {"TWFu", 0, "4d616e"},
+      {"TWE=", 0, "4d61"},
+      {"TQ==", 0, "4d"},
+      {"+/+/", 0, "fbffbf"},
+      {"TWFuTQ==", 0, "4d616e4d"},
+      {"TWF", RE_ENCODING, nullptr},        // not whole groups
+      {"TWFuT", RE_ENCODING, nullptr},
+      {"TW-u", RE_ENCODING, nullptr},       // URL-safe alphabet is not ours
+      {"TW_u", RE_ENCODING, nullptr},
+      {"TW u", RE_ENCODING, nullptr},       // no white space
+      {"TWFu\nTWFu", RE_ENCODING, nullptr},
+      {"T===", RE_ENCODING, nullptr},       // at most two '='
+      {"====", RE_ENCODING, nullptr},
+      {"TW=u", RE_ENCODING, nullptr},       // '=' only at the end
+      {"TQ==TWFu", RE_ENCODING, nullptr},   // padding before the last group
+      {"TWE=TWFu", RE_ENCODING, nullptr},
+  };
+  for (const auto &c : cases) {
+    Bytes text = Of(c.text);
+    unsigned char out[16];
+    unsigned int outLen = 99;
+    EXPECT_EQ(R_DecodePEMBlock(out, &outLen, text.data(), static_cast<unsigned>(text.size())), c.status) << c.text;
+    if (c.hex != nullptr) {
+      EXPECT_EQ(Hex(out, outLen), c.hex) << c.text;
+    }
+  }
+  // Every byte outside the alphabet is refused.
+  for (int ch = 0; ch < 256; ++ch) {
+    if (std::isalnum(ch) || ch == '+' || ch == '/') continue;
+    unsigned char text[4] = {'A', 'B', static_cast<unsigned char>(ch), 'D'};
+    unsigned char out[3];
+    unsigned int outLen;
+    EXPECT_EQ(R_DecodePEMBlock(out, &outLen, text, 4), RE_ENCODING) << ch;
+  }
+}
+
+TEST(RsarefPem, SignAndVerifyPrintable) {
+  KeyPair k = OpensslKey(1024, 3);
+  Bytes content = Of("Printable content, signed.");
+  const unsigned len = static_cast<unsigned>(content.size());
+  Bytes encodedContent(ENCODED_CONTENT_LEN(len)), encodedSig(MAX_PEM_SIGNATURE_LEN);
+  unsigned int encodedContentLen = 0, encodedSigLen = 0;
+  ASSERT_EQ(R_SignPEMBlock(encodedContent.data(), &encodedContentLen, encodedSig.data(), &encodedSigLen,
+                           content.data(), len, 1, DA_MD5, &k.priv),
+            0);
+  EXPECT_EQ(encodedSigLen, 172u);
+  // The signature is the base64 of R_SignBlock's.
+  unsigned char sig[MAX_SIGNATURE_LEN];
+  unsigned int sigLen;
+  ASSERT_EQ(R_SignBlock(sig, &sigLen, content.data(), len, DA_MD5, &k.priv), 0);
+  unsigned char sigText[MAX_PEM_SIGNATURE_LEN];
+  unsigned int sigTextLen;
+  R_EncodePEMBlock(sigText, &sigTextLen, sig, sigLen);
+  EXPECT_EQ(std::string(encodedSig.begin(), encodedSig.begin() + encodedSigLen),
+            std::string(sigText, sigText + sigTextLen));
+
+  Bytes decoded(DECODED_CONTENT_LEN(encodedContentLen));
+  unsigned int decodedLen = 0;
+  EXPECT_EQ(R_VerifyPEMSignature(decoded.data(), &decodedLen, encodedContent.data(), encodedContentLen,
+                                 encodedSig.data(), encodedSigLen, 1, DA_MD5, &k.pub),
+            0);
+  EXPECT_EQ(Hex(decoded.data(), decodedLen), Hex(content));
+  // Not recoded: the content is taken as it is and only its length reported.
+  unsigned int plainLen = 0;
+  EXPECT_EQ(R_VerifyPEMSignature(nullptr, &plainLen, content.data(), len, encodedSig.data(), encodedSigLen, 0,
+                                 DA_MD5, &k.pub),
+            0);
+  EXPECT_EQ(plainLen, len);
+  unsigned int ignored = 0;
+  EXPECT_EQ(R_SignPEMBlock(nullptr, &ignored, encodedSig.data(), &encodedSigLen, content.data(), len, 0, DA_MD5,
+                           &k.priv),
+            0);
+
+  Bytes badContent = encodedContent;
+  badContent[3] = '*';
+  EXPECT_EQ(R_VerifyPEMSignature(decoded.data(), &decodedLen, badContent.data(), encodedContentLen,
+                                 encodedSig.data(), encodedSigLen, 1, DA_MD5, &k.pub),
+            RE_CONTENT_ENCODING);
+  Bytes badSig = encodedSig;
+  badSig[10] = '.';
+  EXPECT_EQ(R_VerifyPEMSignature(decoded.data(), &decodedLen, encodedContent.data(), encodedContentLen,
+                                 badSig.data(), encodedSigLen, 1, DA_MD5, &k.pub),
+            RE_SIGNATURE_ENCODING);
+  Bytes longSig(176, 'A');
+  EXPECT_EQ(R_VerifyPEMSignature(decoded.data(), &decodedLen, encodedContent.data(), encodedContentLen,
+                                 longSig.data(), 176, 1, DA_MD5, &k.pub),
+            RE_SIGNATURE_ENCODING);
+  // A changed character: the recovered block is no longer a signature block.
+  badSig = encodedSig;
+  badSig[10] = badSig[10] == 'A' ? 'B' : 'A';
+  EXPECT_EQ(R_VerifyPEMSignature(decoded.data(), &decodedLen, encodedContent.data(), encodedContentLen,
+                                 badSig.data(), encodedSigLen, 1, DA_MD5, &k.pub),
+            RE_PUBLIC_KEY);
+  // The content changed: the digest differs.
+  Bytes otherContent = encodedContent;
+  otherContent[1] = otherContent[1] == 'A' ? 'B' : 'A';
+  EXPECT_EQ(R_VerifyPEMSignature(decoded.data(), &decodedLen, otherContent.data(), encodedContentLen,
+                                 encodedSig.data(), encodedSigLen, 1, DA_MD5, &k.pub),
+            RE_SIGNATURE);
+}
+
+TEST(RsarefPem, SealAndOpenPrintable) {
+  KeyPair sender = OpensslKey(1024, 3);
+  KeyPair recipient = OpensslKey(1024, 65537);
+  std::mt19937 gen(8);
+  for (unsigned len : {0u, 1u, 23u, 24u, 25u, 47u, 48u, 200u, 1001u}) {
+    Bytes content = RandomBytes(gen, len);
+    R_RANDOM_STRUCT rs = Seeded(2);
+    Bytes encContent(ENCRYPTED_CONTENT_LEN(len)), encKey(MAX_PEM_ENCRYPTED_KEY_LEN),
+        encSig(MAX_PEM_ENCRYPTED_SIGNATURE_LEN);
+    unsigned int encContentLen = 0, encKeyLen = 0, encSigLen = 0;
+    unsigned char iv[8];
+    ASSERT_EQ(R_SealPEMBlock(encContent.data(), &encContentLen, encKey.data(), &encKeyLen, encSig.data(),
+                             &encSigLen, iv, content.data(), len, DA_MD5, &recipient.pub, &sender.priv, &rs),
+              0);
+    EXPECT_EQ(encContentLen, ((len / 8 + 1) * 8 + 2) / 3 * 4) << len;
+    EXPECT_EQ(encKeyLen, 172u);
+    EXPECT_EQ(encSigLen, 184u);
+
+    // Each part is exactly what the pieces give: DES-CBC from the same IV.
+    unsigned char sealedKey[MAX_ENCRYPTED_KEY_LEN + 2], desKey[MAX_ENCRYPTED_KEY_LEN];
+    unsigned int sealedKeyLen, desKeyLen;
+    ASSERT_EQ(R_DecodePEMBlock(sealedKey, &sealedKeyLen, encKey.data(), encKeyLen), 0);
+    ASSERT_EQ(RSAPrivateDecrypt(desKey, &desKeyLen, sealedKey, sealedKeyLen, &recipient.priv), 0);
+    ASSERT_EQ(desKeyLen, 8u);
+    Bytes padded = content;
+    padded.insert(padded.end(), 8 - len % 8, static_cast<unsigned char>(8 - len % 8));
+    Bytes cipher = EvpCipher("DES-CBC", Bytes(desKey, desKey + 8), Bytes(iv, iv + 8), padded, true);
+    Bytes decodedContent(DECODED_CONTENT_LEN(encContentLen));
+    unsigned int decodedLen;
+    ASSERT_EQ(R_DecodePEMBlock(decodedContent.data(), &decodedLen, encContent.data(), encContentLen), 0);
+    EXPECT_EQ(Hex(decodedContent.data(), decodedLen), Hex(cipher)) << len;
+    unsigned char sig[MAX_SIGNATURE_LEN];
+    unsigned int sigLen;
+    ASSERT_EQ(R_SignBlock(sig, &sigLen, content.data(), len, DA_MD5, &sender.priv), 0);
+    Bytes sigPadded(sig, sig + sigLen);
+    sigPadded.insert(sigPadded.end(), 8, 8);
+    Bytes sigCipher = EvpCipher("DES-CBC", Bytes(desKey, desKey + 8), Bytes(iv, iv + 8), sigPadded, true);
+    Bytes decodedSig(140);
+    ASSERT_EQ(R_DecodePEMBlock(decodedSig.data(), &decodedLen, encSig.data(), encSigLen), 0);
+    EXPECT_EQ(Hex(decodedSig.data(), decodedLen), Hex(sigCipher));
+
+    Bytes back(DECRYPTED_CONTENT_LEN(encContentLen) + 1, 0xee);
+    unsigned int backLen = 0;
+    ASSERT_EQ(R_OpenPEMBlock(back.data(), &backLen, encContent.data(), encContentLen, encKey.data(), encKeyLen,
+                             encSig.data(), encSigLen, iv, DA_MD5, &recipient.priv, &sender.pub),
+              0)
+        << len;
+    EXPECT_EQ(Hex(back.data(), backLen), Hex(content));
+    EXPECT_EQ(back.back(), 0xee) << "nothing written past DECRYPTED_CONTENT_LEN";
+  }
+}
+
+TEST(RsarefPem, OpenPrintableRefusesDamage) {
+  KeyPair sender = OpensslKey(1024, 3);
+  KeyPair recipient = OpensslKey(1024, 65537);
+  Bytes content = Of("A sealed message long enough to span several pieces of the stream.");
+  const unsigned len = static_cast<unsigned>(content.size());
+  R_RANDOM_STRUCT rs = Seeded(6);
+  Bytes encContent(ENCRYPTED_CONTENT_LEN(len)), encKey(MAX_PEM_ENCRYPTED_KEY_LEN),
+      encSig(MAX_PEM_ENCRYPTED_SIGNATURE_LEN);
+  unsigned int encContentLen = 0, encKeyLen = 0, encSigLen = 0;
+  unsigned char iv[8];
+  ASSERT_EQ(R_SealPEMBlock(encContent.data(), &encContentLen, encKey.data(), &encKeyLen, encSig.data(), &encSigLen,
+                           iv, content.data(), len, DA_MD5, &recipient.pub, &sender.priv, &rs),
+            0);
+  auto open = [&](Bytes c, unsigned cLen, Bytes k, unsigned kLen, Bytes s, unsigned sLen, R_RSA_PRIVATE_KEY *priv,
+                  R_RSA_PUBLIC_KEY *pub) {
+    Bytes back(DECRYPTED_CONTENT_LEN(cLen) + 8);
+    unsigned int backLen = 0;
+    return R_OpenPEMBlock(back.data(), &backLen, c.data(), cLen, k.data(), kLen, s.data(), sLen, iv, DA_MD5, priv,
+                          pub);
+  };
+  EXPECT_EQ(open(encContent, encContentLen, encKey, encKeyLen, encSig, encSigLen, &recipient.priv, &sender.pub), 0);
+  Bytes bad = encKey;
+  bad[5] = '!';
+  EXPECT_EQ(open(encContent, encContentLen, bad, encKeyLen, encSig, encSigLen, &recipient.priv, &sender.pub),
+            RE_KEY_ENCODING);
+  EXPECT_EQ(open(encContent, encContentLen, encKey, 174, encSig, encSigLen, &recipient.priv, &sender.pub),
+            RE_KEY_ENCODING);
+  bad = encSig;
+  bad[0] = '=';
+  EXPECT_EQ(open(encContent, encContentLen, encKey, encKeyLen, bad, encSigLen, &recipient.priv, &sender.pub),
+            RE_SIGNATURE_ENCODING);
+  EXPECT_EQ(open(encContent, encContentLen, encKey, encKeyLen, encSig, 188, &recipient.priv, &sender.pub),
+            RE_SIGNATURE_ENCODING);
+  bad = encContent;
+  bad[40] = '\n';
+  EXPECT_EQ(open(bad, encContentLen, encKey, encKeyLen, encSig, encSigLen, &recipient.priv, &sender.pub),
+            RE_CONTENT_ENCODING);
+  bad = encContent;
+  bad[30] = bad[31] = '=';  // padding in the first piece
+  EXPECT_EQ(open(bad, encContentLen, encKey, encKeyLen, encSig, encSigLen, &recipient.priv, &sender.pub),
+            RE_CONTENT_ENCODING);
+  EXPECT_EQ(open(encContent, encContentLen, encKey, encKeyLen, encSig, encSigLen, &sender.priv, &sender.pub),
+            RE_PRIVATE_KEY);
+  // The wrong signer's key recovers no signature block; a changed character
+  // of the content changes the digest.
+  EXPECT_EQ(open(encContent, encContentLen, encKey, encKeyLen, encSig, encSigLen, &recipient.priv, &recipient.pub),
+            RE_PUBLIC_KEY);
+  bad = encContent;
+  bad[2] = bad[2] == 'A' ? 'B' : 'A';
+  EXPECT_EQ(open(bad, encContentLen, encKey, encKeyLen, encSig, encSigLen, &recipient.priv, &sender.pub),
+            RE_SIGNATURE);
+}
+
+// ---- keys and Diffie-Hellman ------------------------------------------------
+
+struct BnFree {
+  void operator()(BIGNUM *b) const { BN_free(b); }
+};
+using Bn = std::unique_ptr<BIGNUM, BnFree>;
+Bn B(const unsigned char *p, size_t n) { return Bn(BN_bin2bn(p, static_cast<int>(n), nullptr)); }
+
+void CheckKeyPair(const R_RSA_PUBLIC_KEY &pub, const R_RSA_PRIVATE_KEY &priv, unsigned bits, unsigned long e) {
+  BN_CTX *ctx = BN_CTX_new();
+  Bn n = B(pub.modulus, 128), p = B(priv.prime[0], 64), q = B(priv.prime[1], 64), d = B(priv.exponent, 128);
+  EXPECT_EQ(BN_num_bits(n.get()), static_cast<int>(bits));
+  EXPECT_EQ(pub.bits, bits);
+  EXPECT_EQ(priv.bits, bits);
+  EXPECT_EQ(BN_get_word(B(pub.exponent, 128).get()), e);
+  EXPECT_EQ(std::memcmp(pub.modulus, priv.modulus, 128), 0);
+  EXPECT_EQ(std::memcmp(pub.exponent, priv.publicExponent, 128), 0);
+  EXPECT_GT(BN_cmp(p.get(), q.get()), 0) << "p > q";
+  EXPECT_EQ(BN_check_prime(p.get(), ctx, nullptr), 1);
+  EXPECT_EQ(BN_check_prime(q.get(), ctx, nullptr), 1);
+  Bn t(BN_new()), p1(BN_new()), q1(BN_new()), phi(BN_new());
+  BN_mul(t.get(), p.get(), q.get(), ctx);
+  EXPECT_EQ(BN_cmp(t.get(), n.get()), 0);
+  BN_sub(p1.get(), p.get(), BN_value_one());
+  BN_sub(q1.get(), q.get(), BN_value_one());
+  BN_mul(phi.get(), p1.get(), q1.get(), ctx);
+  Bn ed(BN_new());
+  BN_mul(ed.get(), d.get(), B(pub.exponent, 128).get(), ctx);
+  BN_mod(ed.get(), ed.get(), phi.get(), ctx);
+  EXPECT_TRUE(BN_is_one(ed.get())) << "d = e^-1 mod (p-1)(q-1)";
+  EXPECT_LT(BN_cmp(d.get(), phi.get()), 0);
+  BN_mod(t.get(), d.get(), p1.get(), ctx);
+  EXPECT_EQ(BN_cmp(t.get(), B(priv.primeExponent[0], 64).get()), 0);
+  BN_mod(t.get(), d.get(), q1.get(), ctx);
+  EXPECT_EQ(BN_cmp(t.get(), B(priv.primeExponent[1], 64).get()), 0);
+  BN_mod_mul(t.get(), q.get(), B(priv.coefficient, 64).get(), p.get(), ctx);
+  EXPECT_TRUE(BN_is_one(t.get())) << "coefficient = q^-1 mod p";
+  BN_CTX_free(ctx);
+  Bytes m = Of("generated");
+  unsigned char sig[MAX_SIGNATURE_LEN];
+  unsigned int sigLen = 0;
+  ASSERT_EQ(R_SignBlock(sig, &sigLen, m.data(), 9, DA_MD5, const_cast<R_RSA_PRIVATE_KEY *>(&priv)), 0);
+  EXPECT_EQ(sigLen, (bits + 7) / 8);
+  EXPECT_EQ(R_VerifyBlockSignature(m.data(), 9, sig, sigLen, DA_MD5, const_cast<R_RSA_PUBLIC_KEY *>(&pub)), 0);
+}
+
+TEST(RsarefKeys, GeneratedPairsAreValidAndReproducible) {
+  struct Case {
+    unsigned bits;
+    int fermat4;
+  };
+  for (const Case &c : {Case{508, 0}, Case{512, 1}, Case{767, 1}, Case{1024, 0}}) {
+    R_RANDOM_STRUCT rs = Seeded(static_cast<unsigned char>(c.bits)), again = rs;
+    R_RSA_PROTO_KEY proto = {c.bits, c.fermat4};
+    R_RSA_PUBLIC_KEY pub;
+    R_RSA_PRIVATE_KEY priv;
+    ASSERT_EQ(R_GeneratePEMKeys(&pub, &priv, &proto, &rs), 0) << c.bits;
+    CheckKeyPair(pub, priv, c.bits, c.fermat4 ? 65537 : 3);
+    R_RSA_PUBLIC_KEY pub2;
+    R_RSA_PRIVATE_KEY priv2;
+    ASSERT_EQ(R_GeneratePEMKeys(&pub2, &priv2, &proto, &again), 0);
+    EXPECT_EQ(std::memcmp(&priv, &priv2, sizeof priv), 0) << "same seed, same key";
+  }
+  R_RANDOM_STRUCT rs = Seeded(1);
+  R_RSA_PUBLIC_KEY pub;
+  R_RSA_PRIVATE_KEY priv;
+  for (unsigned bits : {0u, 507u, 1025u, 2048u}) {
+    R_RSA_PROTO_KEY proto = {bits, 1};
+    EXPECT_EQ(R_GeneratePEMKeys(&pub, &priv, &proto, &rs), RE_MODULUS_LEN) << bits;
+  }
+  R_RANDOM_STRUCT fresh;
+  R_RandomInit(&fresh);
+  R_RSA_PROTO_KEY proto = {512, 1};
+  EXPECT_EQ(R_GeneratePEMKeys(&pub, &priv, &proto, &fresh), RE_NEED_RANDOM);
+}
+
+TEST(RsarefDh, AgreementIsSymmetric) {
+  R_RANDOM_STRUCT rs = Seeded(12);
+  unsigned char prime[DH_PRIME_LEN(512)], generator[DH_PRIME_LEN(512)];
+  R_DH_PARAMS params = {prime, 0, generator, 0};
+  ASSERT_EQ(R_GenerateDHParams(&params, 512, 160, &rs), 0);
+  EXPECT_EQ(params.primeLen, 64u);
+  EXPECT_EQ(params.generatorLen, 64u);
+  BN_CTX *ctx = BN_CTX_new();
+  Bn p = B(prime, 64), g = B(generator, 64);
+  EXPECT_EQ(BN_num_bits(p.get()), 512);
+  EXPECT_EQ(BN_check_prime(p.get(), ctx, nullptr), 1);
+  EXPECT_LT(BN_cmp(g.get(), p.get()), 0);
+  EXPECT_FALSE(BN_is_one(g.get()));
+  BN_CTX_free(ctx);
+
+  R_RANDOM_STRUCT model = rs;
+  unsigned char pubA[64], privA[20], pubB[64], privB[30], keyA[64], keyB[64];
+  ASSERT_EQ(R_SetupDHAgreement(pubA, privA, sizeof privA, &params, &rs), 0);
+  ASSERT_EQ(R_SetupDHAgreement(pubB, privB, sizeof privB, &params, &rs), 0);
+  // The private values are the generator's next bytes, untouched.
+  unsigned char expected[50];
+  R_GenerateBytes(expected, 50, &model);
+  EXPECT_EQ(Hex(privA, 20), Hex(expected, 20));
+  EXPECT_EQ(Hex(privB, 30), Hex(expected + 20, 30));
+  ASSERT_EQ(R_ComputeDHAgreedKey(keyA, pubB, privA, sizeof privA, &params), 0);
+  ASSERT_EQ(R_ComputeDHAgreedKey(keyB, pubA, privB, sizeof privB, &params), 0);
+  EXPECT_EQ(Hex(keyA, 64), Hex(keyB, 64));
+  // The public value is g^x mod p.
+  BN_CTX *ctx2 = BN_CTX_new();
+  Bn y(BN_new());
+  BN_mod_exp(y.get(), g.get(), B(privA, 20).get(), p.get(), ctx2);
+  EXPECT_EQ(BN_cmp(y.get(), B(pubA, 64).get()), 0);
+  BN_CTX_free(ctx2);
+
+  // The other value must be below p.
+  EXPECT_EQ(R_ComputeDHAgreedKey(keyA, prime, privA, sizeof privA, &params), RE_DATA);
+  unsigned char high[64];
+  std::memset(high, 0xff, sizeof high);
+  EXPECT_EQ(R_ComputeDHAgreedKey(keyA, high, privA, sizeof privA, &params), RE_DATA);
+  EXPECT_EQ(R_GenerateDHParams(&params, 256, 160, &rs), RE_MODULUS_LEN);
+  EXPECT_EQ(R_GenerateDHParams(&params, 512, 512, &rs), RE_MODULUS_LEN);
+  R_RANDOM_STRUCT fresh;
+  R_RandomInit(&fresh);
+  EXPECT_EQ(R_SetupDHAgreement(pubA, privA, sizeof privA, &params, &fresh), RE_NEED_RANDOM);
+}
+
+// ---- multi-precision arithmetic ---------------------------------------------
+
+constexpr unsigned kDigits = MAX_NN_DIGITS;
+
+Bn FromDigits(const NN_DIGIT *a, unsigned digits) {
+  Bytes be(digits * 4);
+  NN_Encode(be.data(), static_cast<unsigned>(be.size()), const_cast<NN_DIGIT *>(a), digits);
+  return B(be.data(), be.size());
+}
+
+std::string BnHex(const BIGNUM *b) {
+  char *s = BN_bn2hex(b);
+  std::string r(s);
+  OPENSSL_free(s);
+  return r;
+}
+
+// Digits from random bytes, with a random number of significant digits.
+void RandomDigits(std::mt19937 &gen, NN_DIGIT *a, unsigned digits, unsigned used) {
+  NN_AssignZero(a, digits);
+  for (unsigned i = 0; i < used; ++i) a[i] = static_cast<NN_DIGIT>(gen());
+}
+
+TEST(RsarefNn, EncodingAndSimpleOperations) {
+  unsigned char bytes[9] = {0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, 0x09};
+  NN_DIGIT a[4] = {9, 9, 9, 9};
+  NN_Decode(a, 4, bytes, 9);
+  EXPECT_EQ(a[0], 0x06070809u);
+  EXPECT_EQ(a[1], 0x02030405u);
+  EXPECT_EQ(a[2], 0x01u);
+  EXPECT_EQ(a[3], 0u);
+  NN_Decode(a, 1, bytes, 9);  // high bytes dropped
+  EXPECT_EQ(a[0], 0x06070809u);
+  unsigned char out[10];
+  NN_Decode(a, 4, bytes, 9);
+  NN_Encode(out, 10, a, 4);
+  EXPECT_EQ(Hex(out, 10), "00010203040506070809");
+  NN_Encode(out, 3, a, 4);
+  EXPECT_EQ(Hex(out, 3), "070809");
+  EXPECT_EQ(NN_Bits(a, 4), 65u);
+  EXPECT_EQ(NN_Digits(a, 4), 3u);
+  EXPECT_EQ(NN_Zero(a, 4), 0);
+  NN_Assign2Exp(a, 100, 4);
+  EXPECT_EQ(a[3], 1u << 4);
+  EXPECT_EQ(NN_Bits(a, 4), 101u);
+  NN_Assign2Exp(a, 128, 4);  // does not fit
+  EXPECT_EQ(NN_Zero(a, 4), 1);
+  EXPECT_EQ(NN_Bits(a, 4), 0u);
+  NN_DIGIT x[2] = {0xffffffff, 0xffffffff}, y[2] = {1, 0}, z[2];
+  EXPECT_EQ(NN_Add(z, x, y, 2), 1u);
+  EXPECT_EQ(NN_Zero(z, 2), 1);
+  EXPECT_EQ(NN_Sub(z, y, x, 2), 1u);
+  EXPECT_EQ(z[0], 2u);
+  EXPECT_EQ(z[1], 0u);
+  EXPECT_EQ(NN_Cmp(x, y, 2), 1);
+  EXPECT_EQ(NN_Cmp(y, x, 2), -1);
+  EXPECT_EQ(NN_Cmp(x, x, 2), 0);
+  NN_DIGIT s[2] = {0x80000001, 0x40000000};
+  EXPECT_EQ(NN_LShift(z, s, 2, 2), 1u);
+  EXPECT_EQ(z[0], 0x00000004u);
+  EXPECT_EQ(z[1], 0x00000002u);
+  EXPECT_EQ(NN_RShift(z, s, 1, 2), 0x80000000u);
+  EXPECT_EQ(z[0], 0x40000000u);
+  EXPECT_EQ(z[1], 0x20000000u);
+  EXPECT_EQ(NN_LShift(z, s, 0, 2), 0u);
+  EXPECT_EQ(NN_LShift(z, s, 32, 2), 0u);
+}
+
+TEST(RsarefNn, OperationsMatchBignum) {
+  std::mt19937 gen(13);
+  BN_CTX *ctx = BN_CTX_new();
+  for (int round = 0; round < 60; ++round) {
+    const unsigned used = 1 + gen() % kDigits, usedD = 1 + gen() % (kDigits - 1);
+    NN_DIGIT b[kDigits], c[kDigits], d[kDigits], a[2 * kDigits], r[kDigits];
+    RandomDigits(gen, b, kDigits, used);
+    RandomDigits(gen, c, kDigits, 1 + gen() % kDigits);
+    RandomDigits(gen, d, kDigits, usedD);
+    d[0] |= 1;  // odd and non-zero: a modulus
+    Bn B1 = FromDigits(b, kDigits), C1 = FromDigits(c, kDigits), D1 = FromDigits(d, kDigits);
+    Bn want(BN_new()), rem(BN_new());
+
+    NN_DIGIT carry = NN_Add(a, b, c, kDigits);
+    BN_add(want.get(), B1.get(), C1.get());
+    Bn sum = FromDigits(a, kDigits);
+    if (carry) BN_set_bit(sum.get(), 32 * kDigits);
+    EXPECT_EQ(BnHex(sum.get()), BnHex(want.get()));
+
+    NN_Mult(a, b, c, kDigits);
+    BN_mul(want.get(), B1.get(), C1.get(), ctx);
+    EXPECT_EQ(BnHex(FromDigits(a, 2 * kDigits).get()), BnHex(want.get()));
+
+    // Divide the product by d: quotient in 2 * kDigits, remainder in kDigits.
+    NN_DIGIT q[2 * kDigits];
+    Bn prod = FromDigits(a, 2 * kDigits);
+    NN_Div(q, r, a, 2 * kDigits, d, kDigits);
+    BN_div(want.get(), rem.get(), prod.get(), D1.get(), ctx);
+    EXPECT_EQ(BnHex(FromDigits(q, 2 * kDigits).get()), BnHex(want.get()));
+    EXPECT_EQ(BnHex(FromDigits(r, kDigits).get()), BnHex(rem.get()));
+
+    NN_Mod(r, b, kDigits, d, kDigits);
+    BN_mod(want.get(), B1.get(), D1.get(), ctx);
+    EXPECT_EQ(BnHex(FromDigits(r, kDigits).get()), BnHex(want.get()));
+
+    NN_DIGIT bm[kDigits], cm[kDigits];
+    NN_Mod(bm, b, kDigits, d, kDigits);
+    NN_Mod(cm, c, kDigits, d, kDigits);
+    Bn Bm = FromDigits(bm, kDigits), Cm = FromDigits(cm, kDigits);
+    NN_ModMult(r, bm, cm, d, kDigits);
+    BN_mod_mul(want.get(), Bm.get(), Cm.get(), D1.get(), ctx);
+    EXPECT_EQ(BnHex(FromDigits(r, kDigits).get()), BnHex(want.get()));
+
+    const unsigned eDigits = 1 + gen() % 4;
+    NN_ModExp(r, bm, c, eDigits, d, kDigits);
+    BN_mod_exp(want.get(), Bm.get(), FromDigits(c, eDigits).get(), D1.get(), ctx);
+    EXPECT_EQ(BnHex(FromDigits(r, kDigits).get()), BnHex(want.get()));
+
+    NN_Gcd(r, b, d, kDigits);
+    BN_gcd(want.get(), B1.get(), D1.get(), ctx);
+    EXPECT_EQ(BnHex(FromDigits(r, kDigits).get()), BnHex(want.get()));
+    if (BN_is_one(want.get()) && !BN_is_one(D1.get())) {
+      NN_ModInv(r, bm, d, kDigits);
+      Bn inv = FromDigits(r, kDigits);
+      BN_mod_mul(want.get(), inv.get(), Bm.get(), D1.get(), ctx);
+      EXPECT_TRUE(BN_is_one(want.get()));
+    }
+
+    // Results may overwrite their operands.
+    NN_Assign(r, b, kDigits);
+    NN_Sub(r, r, c, kDigits);
+    NN_DIGIT separate[kDigits];
+    NN_Sub(separate, b, c, kDigits);
+    EXPECT_EQ(NN_Cmp(r, separate, kDigits), 0);
+    NN_Assign(r, b, kDigits);
+    NN_Mod(r, r, kDigits, d, kDigits);
+    BN_mod(want.get(), B1.get(), D1.get(), ctx);
+    EXPECT_EQ(BnHex(FromDigits(r, kDigits).get()), BnHex(want.get()));
+    NN_Assign(r, b, kDigits);
+    const unsigned shift = gen() % 32;
+    const NN_DIGIT out = NN_LShift(r, r, shift, kDigits);
+    BN_lshift(want.get(), B1.get(), static_cast<int>(shift));
+    Bn shifted = FromDigits(r, kDigits);
+    for (unsigned bit = 0; bit < shift; ++bit) {
+      if (out >> bit & 1) BN_set_bit(shifted.get(), static_cast<int>(32 * kDigits + bit));
+    }
+    EXPECT_EQ(BnHex(shifted.get()), BnHex(want.get()));
+    EXPECT_EQ(NN_Bits(b, kDigits), static_cast<unsigned>(BN_num_bits(B1.get())));
+  }
+  BN_CTX_free(ctx);
+  // A zero divisor or modulus gives zero results instead of a fault.
+  NN_DIGIT zero[4] = {}, x[4] = {5, 6, 7, 8}, q[4], r[4];
+  NN_Div(q, r, x, 4, zero, 4);
+  EXPECT_EQ(NN_Zero(q, 4) && NN_Zero(r, 4), 1);
+  NN_ModExp(r, x, x, 4, zero, 4);
+  EXPECT_EQ(NN_Zero(r, 4), 1);
+  NN_DIGIT even[4] = {4};
+  NN_ModInv(r, even, even, 4);  // no inverse
+  EXPECT_EQ(NN_Zero(r, 4), 1);
 }
 
 // ---- memory -----------------------------------------------------------------

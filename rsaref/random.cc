@@ -71,14 +71,14 @@ MC_EXPORT int R_GenerateBytes(unsigned char *block, unsigned int blockLen, R_RAN
   // A damaged count could index outside the output block.
   unsigned available = randomStruct->outputAvailable <= 16 ? randomStruct->outputAvailable : 0;
   while (blockLen > available) {
-    std::memcpy(block, randomStruct->output + 16 - available, available);
+    if (available != 0) std::memcpy(block, randomStruct->output + 16 - available, available);
     block += available;
     blockLen -= available;
     Md5(randomStruct->output, randomStruct->state, 16);
     available = 16;
     StepState(randomStruct->state);
   }
-  std::memcpy(block, randomStruct->output + 16 - available, blockLen);
+  if (blockLen != 0) std::memcpy(block, randomStruct->output + 16 - available, blockLen);
   randomStruct->outputAvailable = available - blockLen;
   return 0;
 }

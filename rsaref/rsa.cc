@@ -60,7 +60,7 @@ MC_EXPORT int RSAPublicEncrypt(unsigned char *output, unsigned int *outputLen, u
     } while (block[i] == 0);
   }
   block[separator] = 0;
-  std::memcpy(block + separator + 1, input, inputLen);
+  if (inputLen != 0) std::memcpy(block + separator + 1, input, inputLen);
   const int status = StatusOf(mc::rsaref::PublicOperation(output, block, k, *publicKey));
   std::memset(block, 0, sizeof block);
   if (status == 0) *outputLen = k;
@@ -81,7 +81,7 @@ MC_EXPORT int RSAPrivateEncrypt(unsigned char *output, unsigned int *outputLen, 
   const unsigned separator = k - inputLen - 1;
   std::memset(block + 2, 0xff, separator - 2);
   block[separator] = 0;
-  std::memcpy(block + separator + 1, input, inputLen);
+  if (inputLen != 0) std::memcpy(block + separator + 1, input, inputLen);
   const int status = StatusOf(mc::rsaref::PrivateOperation(output, block, k, *privateKey));
   std::memset(block, 0, sizeof block);
   if (status == 0) *outputLen = k;

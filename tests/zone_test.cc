@@ -1,5 +1,5 @@
-// Memory zones: length and header coding, the zone table, cursor navigation
-// and in-place editing, including hostile received data.
+// Memory zones: length and header coding, the zone table, cursor navigation,
+// in-place editing and the checks, including hostile received data.
 #include <gtest/gtest.h>
 #include <malloc.h>
 
@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "core/memory.h"
+#include "support/dictionary_builder.h"
 #include "support/mc_test.h"
 
 using mc::test::TraceCapture;
@@ -1002,6 +1003,311 @@ TEST(ZoneEdition, RandomAdditionsMatchAnIndependentEncoder) {
       }
     }
     MC_Liberer(ZM[zone]->Buffer);
+    MC_usLibererZoneMemoire(zone);
+  }
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------- checks
+
+namespace {
+
+using mc::test::ChampDico;
+using mc::test::GroupeDico;
+using mc::test::InstallationTables;
+
+struct GroupeZone {
+  uint16_t id;
+  std::vector<std::string> champs;
+};
+
+// Zone bytes of short groups and fields (one-byte lengths).
+Octets Message(const std::vector<GroupeZone> &groupes) {
+  Octets o;
+  for (const auto &g : groupes) {
+    Octets contenu;
+    for (const auto &c : g.champs) {
+      contenu.push_back(static_cast<unsigned char>(c.size()));
+      contenu.insert(contenu.end(), c.begin(), c.end());
+    }
+    o.insert(o.end(), {static_cast<unsigned char>(g.id >> 8), static_cast<unsigned char>(g.id),
+                       static_cast<unsigned char>(contenu.size())});
+    o.insert(o.end(), contenu.begin(), contenu.end());
+  }
+  return o;
+}
+
+// The library started on a dictionary for the object's lifetime.
+class Dictionnaire {
+ public:
+  explicit Dictionnaire(const std::vector<GroupeDico> &groupes) {
+    EXPECT_EQ(inst_.Ecrire(groupes), 0);
+    char *v1 = nullptr, *v2 = nullptr;
+    EXPECT_EQ(MC_usInitLIB(&v1, &v2), 0);
+    MC_Liberer(v1);
+    MC_Liberer(v2);
+  }
+  ~Dictionnaire() { MC_usTermLIB(); }
+
+ private:
+  InstallationTables inst_;
+};
+
+// What the allocation counter keeps of a block of n bytes never given back.
+uint32_t Garde(size_t n) {
+  void *p = malloc(n);
+  const auto taille = static_cast<uint32_t>(malloc_usable_size(p));
+  free(p);
+  return taille;
+}
+
+bool AuDebut(uint16_t zone) { return ZM[zone]->CompteurGroupe == 0 && ZM[zone]->OffsetGroupe == 0; }
+
+TEST(ZoneSyntaxCheck, CodingDefectsMessagesAndCursor) {
+  const struct {
+    const char *hex;
+    uint16_t attendu;
+    const char *erreur;
+    size_t octetsZ = 0;  // 'Z' bytes appended
+  } cas[] = {
+      {"", 0xF810, "ERREUR : Buffer trop petit pour coder l'identifiant (tailleBuffer = 0)."},
+      {"01 02 00", 0xF810, "ERREUR : Groupe de longueur 0 => ERREUR"},
+      {"01 02 04 02 41 42 00", 0, nullptr},
+      {"01 02 05 02 41 42 00", 0xF810,
+       "ERREUR : Longueur du groupe (5 + 3) depasse la longueur des donnees d'entree restante (7)"},
+      {"01 02 03 03 41 42 43", 0xF810, "ERREUR : Impossible de lire la longueur du champ"},
+      {"01 02 01 00 09 09", 0xF810, "ERREUR : Buffer trop petit pour coder l'identifiant (tailleBuffer = 6)."},
+      // Identifier 0, 0x80 for 128 and non-minimal forms all pass.
+      {"00 00 81 03 81 01 41 00 07 82 00 81 80", 0, nullptr, 128},
+  };
+  for (const auto &c : cas) {
+    Octets octets = Hex(c.hex);
+    octets.resize(octets.size() + c.octetsZ, 'Z');
+    uint16_t zone;
+    octets.resize(octets.size() + 4);  // spare room after the data
+    ASSERT_EQ(MC_usInitialiserZoneMemoireNonPlein(octets.data(), static_cast<uint32_t>(octets.size()),
+                                                  static_cast<uint32_t>(octets.size() - 4), &zone, 1),
+              0u);
+    TraceCapture trace({1, 3});
+    EXPECT_EQ(MC_usControlerSyntaxeZoneMemoire(zone), c.attendu) << c.hex;
+    const auto lignes = trace.Lines();
+    if (c.erreur != nullptr) {
+      EXPECT_TRUE(Contient(lignes, c.erreur)) << c.hex;
+    }
+    MC_usLibererZoneMemoire(zone);
+  }
+
+  // The success trace, and the cursor left on the last group at its last field.
+  Octets octets = Hex("01 02 04 02 41 42 00 03 04 02 01 43");
+  const uint16_t zone = Sur(octets);
+  {
+    TraceCapture trace({1});
+    ASSERT_EQ(MC_usControlerSyntaxeZoneMemoire(zone), 0u);
+    EXPECT_EQ(trace.Lines(), (std::vector<std::string>{
+                                 "{ MC_usControlerSyntaxeZoneMemoire", "  Longueur des donnees d'entree (12)",
+                                 "  usIdGroupe = 258", "  stLongueurGroupe = 4, stNbOctetsLongueurGroupe = 3",
+                                 "  ulTailleDataIn = 5", "  stLongueurGroupe = 1", "  stLongueurGroupe = 0",
+                                 "  usIdGroupe = 772", "  stLongueurGroupe = 2, stNbOctetsLongueurGroupe = 3",
+                                 "  ulTailleDataIn = 0", "  stLongueurGroupe = 0",
+                                 "  MC_usControlerSyntaxeZoneMemoire usResultat = 0x0000", "}"}));
+  }
+  EXPECT_EQ(ZM[zone]->IdGroupe, 0x0304);
+  EXPECT_EQ(ZM[zone]->NumeroChamp, 1);
+  uint32_t fin = 0;
+  EXPECT_EQ(MC_usFinGroupe(zone, &fin), 0u);
+  EXPECT_EQ(fin, 1u);
+
+  // A data length beyond the buffer is never read past it; bad numbers.
+  uint16_t long_;
+  ASSERT_EQ(MC_usInitialiserZoneMemoireNonPlein(octets.data(), 7, 12, &long_, 1), 0u);
+  EXPECT_EQ(MC_usControlerSyntaxeZoneMemoire(long_), 0xF810);
+  EXPECT_EQ(MC_usControlerSyntaxeZoneMemoire(100), 0xF807);
+  EXPECT_EQ(MC_usControlerSyntaxeZoneMemoire(Creer(4, 0)), 0xF811);
+  EXPECT_EQ(MC_usControlerFormatZoneMemoire(100), 0xF807);
+}
+
+// 0x0101: a mandatory number of 1 to 3 digits, then OUI or NON; 0x0202: a
+// mandatory free field; 0x0303: listed without fields.
+std::vector<GroupeDico> DicoMessages() {
+  return {{0x0101, {{1, 1, 3, 'N'}, {0, 0, 0, 'A', {"OUI", "NON"}}}}, {0x0202, {{1, 1, 0, 'X'}}}, {0x0303, {}}};
+}
+
+TEST(ZoneFormatCheck, GroupsFieldCountsRanksAndCursor) {
+  const Dictionnaire charge(DicoMessages());
+  const struct {
+    std::vector<GroupeZone> groupes;
+    uint16_t attendu;
+  } cas[] = {
+      {{{0x0101, {"12", "OUI"}}, {0x0303, {"libre", "", "x"}}, {0x0202, {"Z"}}}, 0},
+      {{{0x0101, {"12"}}}, 0xA801},
+      {{{0x0101, {"12", "OUI", "X"}}}, 0xA801},
+      {{{0x0202, {"Z"}}, {0x0101, {"1"}}}, 0xA802},
+      {{{0x0101, {"12", "NON"}}, {0x0101, {"1X", "OUI"}}}, 0x9003},
+      {{{0x0101, {"1234", "NON"}}}, 0x9001},
+      {{{0x0101, {"12", "PEUT"}}}, 0x9002},
+      // Fields of a group listed without fields still count in the rank.
+      {{{0x0303, {"a", "b", "c"}}, {0x0202, {""}}}, 0x9004},
+      {{{0x0101, {}}}, 0xF810},
+  };
+  for (const auto &c : cas) {
+    Octets octets = Message(c.groupes);
+    const uint16_t zone = Sur(octets);
+    EXPECT_EQ(MC_usControlerFormatZoneMemoire(zone), c.attendu) << HexDe(octets);
+    if (c.attendu != 0xF810) {
+      EXPECT_TRUE(AuDebut(zone)) << HexDe(octets);
+    }
+    MC_usLibererZoneMemoire(zone);
+  }
+
+  // An unknown second group: its code, the cursor left on it, and the list
+  // of groups never counted back.
+  Octets octets = Message({{0x0101, {"7", "NON"}}, {0x0505, {"Z"}}});
+  const uint16_t zone = Sur(octets);
+  {
+    TraceCapture trace({2});
+    const uint32_t avant = ulMemAllouee;
+    EXPECT_EQ(MC_usControlerFormatZoneMemoire(zone), 0xA002);
+    EXPECT_EQ(ulMemAllouee - avant, Garde(2 * 3) + Garde(2 * sizeof(TCHAMP)) + 4 * Garde(4));
+    const auto lignes = trace.Lines();
+    EXPECT_TRUE(Contient(lignes, "ERREUR : ERREUR groupe inconnu = 0x1285"));
+    EXPECT_TRUE(Contient(lignes, "ERREUR : ERREUR usResultat= 0xa002"));
+  }
+  EXPECT_EQ(ZM[zone]->IdGroupe, 0x0505);
+  EXPECT_EQ(ZM[zone]->CompteurGroupe, 2);
+
+  // A zone without allowed values keeps only the field records.
+  Octets simple = Message({{0x0202, {"Z"}}, {0x0303, {"Y"}}});
+  const uint16_t z2 = Sur(simple);
+  const uint32_t avant = ulMemAllouee;
+  EXPECT_EQ(MC_usControlerFormatZoneMemoire(z2), 0u);
+  EXPECT_EQ(ulMemAllouee - avant, Garde(sizeof(TCHAMP)) + Garde(0));
+
+  // Every allocation failing in turn: a status, never a crash or a leak.
+  Octets valeurs = Message({{0x0101, {"5", "OUI"}}});
+  const uint16_t z3 = Sur(valeurs);
+  const unsigned long debut = mc::testing::NombreAllocations();
+  ASSERT_EQ(MC_usControlerFormatZoneMemoire(z3), 0u);
+  const unsigned long nombre = mc::testing::NombreAllocations() - debut;
+  for (unsigned long n = 1; n <= nombre; ++n) {
+    mc::testing::FaireEchouerAllocation(n);
+    const uint16_t cr = MC_usControlerFormatZoneMemoire(z3);
+    EXPECT_TRUE(cr == 0 || cr == 0xF801 || cr == 0x9001 || cr == 0x9002 || cr == 0xA001) << n << ": " << cr;
+  }
+  mc::testing::FaireEchouerAllocation(1);
+  EXPECT_EQ(MC_usControlerFormatZoneMemoire(z3), 0xF801);  // the list of groups
+  EXPECT_TRUE(AuDebut(z3));
+}
+
+TEST(ZoneFormatCheck, FormatLengthPresenceAndValueRules) {
+  const struct {
+    ChampDico regle;
+    std::string champ;
+    uint16_t attendu;
+  } cas[] = {
+      {{1, 1, 0, 'X'}, "", 0x9001},  // mandatory and empty
+      {{0, 1, 0, 'X'}, "", 0},
+      {{1, 1, 0, 'A'}, "   ", 0x9001},  // blanks only: nothing significant
+      {{1, 0, 0, 'N'}, "", 0},           // no minimum: presence alone passes
+      {{1, 1, 0, 'N'}, "12A", 0x9001},
+      {{0, 0, 0, 'L'}, "Ab", 0x9001},
+      {{0, 1, 2, 'L'}, "AB  ", 0},  // trailing blanks not counted
+      {{0, 1, 2, 'A'}, "AB3", 0x9001},
+      {{0, 3, 0, 'A'}, "AB", 0x9001},
+      {{0, 0, 0, 'D'}, "20240229", 0},
+      {{0, 0, 0, 'D'}, "230229", 0x9001},
+      {{0, 0, 0, 'D'}, "12345", 0},  // a length other than 6, 8, 12 is no date to check
+      {{0, 0, 0, 'A', {"OUI", "NON"}}, "NON  ", 0},
+      {{0, 0, 0, 'N', {"7"}}, "007", 0x9001},  // leading zeros kept
+      {{0, 0, 0, 'N', {"007"}}, "007", 0},
+      {{0, 0, 0, 'X', {"abc"}}, "ABC", 0},
+      {{0, 0, 0, 'A', {"OUI"}}, "   ", 0},  // nothing significant: no value to match
+      {{0, 0, 0, 'A', {"OUI"}}, "NON", 0x9001},
+  };
+  std::vector<GroupeDico> dico;
+  for (size_t i = 0; i < std::size(cas); ++i) dico.push_back({static_cast<uint16_t>(0x1000 + i), {cas[i].regle}});
+  const Dictionnaire charge(dico);
+  for (size_t i = 0; i < std::size(cas); ++i) {
+    Octets octets = Message({{static_cast<uint16_t>(0x1000 + i), {cas[i].champ}}});
+    const uint16_t zone = Sur(octets);
+    EXPECT_EQ(MC_usControlerFormatZoneMemoire(zone), cas[i].attendu) << i << ": '" << cas[i].champ << "'";
+    EXPECT_TRUE(AuDebut(zone)) << i;
+    MC_usLibererZoneMemoire(zone);
+  }
+
+  // The trace of a value matching none.
+  Octets octets = Message({{0x1011, {"NON"}}});
+  const uint16_t zone = Sur(octets);
+  TraceCapture trace({2});
+  EXPECT_EQ(MC_usControlerFormatZoneMemoire(zone), 0x9001);
+  EXPECT_EQ(trace.Lines(), (std::vector<std::string>{
+                               "{ MC_usControlerFormatZoneMemoire",
+                               "   MC_usDonnerListeGroupes= 0x0000",
+                               "   Groupe = 0xd",
+                               "   MC_usDonnerInformationChamp= 0x0000",
+                               "  MC_usAvancerChampSuivant= 0x0000",
+                               "  Numero du champ = 1, Taille du champ = 3",
+                               "  Valeur du champ = NON",
+                               "  Controle du champ suivant son type : bRetour= 0x0001 (1/OK)",
+                               "  MC_usDonnerChampValeur= 0x0000",
+                               "  ERREUR : ERREUR valeur de champ, usResultat= 0x9001",
+                               "  MC_usControlerFormatZoneMemoire:usResultat = 0x9001",
+                               "  FIN de la fonction MC_usControlerFormatZoneMemoire",
+                               "}",
+                           }));
+}
+
+// Dictionary records pointing outside their arrays, then random zones over
+// them: codes where a fetch fails, and nothing read outside any buffer.
+TEST(ZoneFormatCheck, HostileDictionaryAndZones) {
+  std::vector<GroupeDico> dico = DicoMessages();
+  dico.push_back({0x0606, {{0, 0, 0, 'X', {"A"}}}});
+  dico.back().champs[0].premiereValeur = 500;
+  dico.push_back({0x0707, {}});
+  dico.back().premierChamp = 900;
+  dico.back().nbChamps = 2;
+  dico.push_back({0x0808, {{0, 0, 0, 'X', {"A"}}}});
+  dico.back().champs[0].nbValeurs = 300;
+  const Dictionnaire charge(dico);
+
+  const struct {
+    GroupeZone groupe;
+    uint16_t attendu;
+    const char *erreur;
+  } cas[] = {
+      {{0x0606, {"A"}}, 0xA002, "ERREUR : ERREUR  groupe inconnu, usResultat= 0xa002"},
+      {{0x0707, {"A"}}, 0xF805, "ERREUR : MC_usDonnerInformationChamp=ERREUR GROUPE CHAMP ABSENT "},
+      {{0x0808, {"B"}}, 0xA002, "ERREUR : ERREUR  groupe inconnu, usResultat= 0xa002"},
+      {{0x0808, {"A"}}, 0, nullptr},
+  };
+  for (const auto &c : cas) {
+    Octets octets = Message({{0x0202, {"Z"}}, c.groupe});
+    const uint16_t zone = Sur(octets);
+    TraceCapture trace({2, 7});
+    EXPECT_EQ(MC_usControlerFormatZoneMemoire(zone), c.attendu) << c.groupe.id;
+    if (c.erreur != nullptr) {
+      EXPECT_TRUE(Contient(trace.Lines(), c.erreur)) << c.groupe.id;
+      EXPECT_EQ(ZM[zone]->IdGroupe, c.groupe.id);  // the cursor stays on the group
+    }
+    MC_usLibererZoneMemoire(zone);
+  }
+
+  std::mt19937 alea(99);
+  const unsigned char motifs[] = {0x00, 0x01, 0x02, 0x03, 0x06, 0x07, 0x08, 0x41, 0x80, 0x81, 0x82, 0xFF};
+  for (int essai = 0; essai < 3000; ++essai) {
+    const uint32_t donnees = alea() % 24;
+    Octets octets(donnees + 1 + alea() % 4);
+    for (auto &o : octets) o = alea() % 4 ? motifs[alea() % sizeof motifs] : static_cast<unsigned char>(alea());
+    uint16_t zone;
+    ASSERT_EQ(MC_usInitialiserZoneMemoireNonPlein(octets.data(), static_cast<uint32_t>(octets.size()),
+                                                  donnees + alea() % 3, &zone, 1),
+              0u);
+    const uint16_t syntaxe = MC_usControlerSyntaxeZoneMemoire(zone);
+    const uint16_t format = MC_usControlerFormatZoneMemoire(zone);
+    EXPECT_TRUE(syntaxe == 0 || syntaxe == 0xF810) << syntaxe;
+    if (syntaxe != 0) {
+      EXPECT_EQ(format, syntaxe);
+    }
     MC_usLibererZoneMemoire(zone);
   }
 }

@@ -59,6 +59,26 @@ inline void EcrireFichier(const std::string &chemin, const void *donnees, size_t
   std::fclose(f);
 }
 
+// CRC-16 of the binary files (reflected polynomial 0x8408, no augmentation,
+// no final XOR, bytes of the result exchanged).
+inline uint16_t Crc16(const uint8_t *octets, size_t n) {
+  uint32_t r = 0;
+  for (size_t i = 0; i < n; ++i) {
+    r |= static_cast<uint32_t>(octets[i]) << 16;
+    for (int b = 0; b < 8; ++b) r = (r & 1) ? (r >> 1) ^ 0x8408u : r >> 1;
+  }
+  return static_cast<uint16_t>(((r >> 8) & 0xFF) | ((r << 8) & 0xFF00));
+}
+
+// Puts the CRC of bytes 4 to the end into the first four, as "%04X".
+inline void PoserCrc(std::string &fichier) {
+  if (fichier.size() < 4) return;
+  char champ[5];
+  std::snprintf(champ, sizeof champ, "%04X",
+                Crc16(reinterpret_cast<const uint8_t *>(fichier.data()) + 4, fichier.size() - 4));
+  std::memcpy(fichier.data(), champ, 4);
+}
+
 // Reads the input front to back; past its end every read gives 0.
 class Flux {
  public:

@@ -4,6 +4,8 @@
 // Output goes through the unlocked stdio calls under one flockfile per item:
 // the library is used from one thread at a time, and every line end is
 // flushed so that a finished line survives an abrupt stop of the process.
+#include <cstdarg>
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 
@@ -55,6 +57,17 @@ inline void FinFonction() {
   FinLigne();
 }
 
+// One line (indentation, a fixed prefix, the formatted text, its end),
+// flushed.  Formatting straight into the stream's buffer costs less than
+// formatting into a buffer of our own and copying it there.
+void EcrireLigne(uint8_t profondeur, const char *prefixe, size_t nPrefixe, const char *format,
+                 va_list args) {
+  if (profondeur != 0) Indenter(profondeur);
+  if (nPrefixe != 0) Ecrire(prefixe, nPrefixe);
+  if (format != nullptr) vfprintf(fichier, format, args);
+  FinLigne();
+}
+
 // Linear search of the records in use; the first match wins.
 inline const TraceActive *Chercher(uint16_t module, uint16_t composant) {
   const int32_t n = NbTracesActives;
@@ -102,9 +115,8 @@ void EcrireItem(uint16_t module, uint16_t composant, uint16_t type, const char *
       return;
     case MC_TRACE_ENTREE:
       if (visible) {
-        DebutFonction();
-        if (format != nullptr) vfprintf(fichier, format, args);
-        FinLigne();
+        EcrireLigne(profondeur, "{ ", 2, format, args);
+        ++indentation;
       } else if (resume) {
         ++indentation;
       }
@@ -120,15 +132,10 @@ void EcrireItem(uint16_t module, uint16_t composant, uint16_t type, const char *
       return;
     case MC_TRACE_INFO:
       if (!visible) return;
-      Indenter(profondeur);
-      if (format != nullptr) vfprintf(fichier, format, args);
-      FinLigne();
+      EcrireLigne(profondeur, "", 0, format, args);
       return;
     default:  // MC_TRACE_ERREUR: every registered channel, whatever its level
-      Indenter(profondeur);
-      Ecrire("ERREUR : ", 9);
-      if (format != nullptr) vfprintf(fichier, format, args);
-      FinLigne();
+      EcrireLigne(profondeur, "ERREUR : ", 9, format, args);
       return;
   }
 }

@@ -456,10 +456,11 @@ class Zone {
 
   // Navigation.
   std::error_code rewind() noexcept { return make_status(MC_usPositionnerDebut(number_)); }
-  // Enters the next group: its identifier and its occurrence among the
-  // groups with that identifier (MC_usLireGroupeSuivant).
-  std::error_code next_group(uint16_t &id, uint16_t &occurrence, bool walk_fields = true) noexcept {
-    return make_status(MC_usLireGroupeSuivant(number_, walk_fields ? 1 : 0, &id, &occurrence));
+  // Moves to the next group (from the start position: the first) and
+  // stores its identifier; errc::not_found at the end.  walk_fields steps
+  // over the fields left in the current group first, counting them.
+  std::error_code next_group(uint16_t &id, bool walk_fields = true) noexcept {
+    return make_status(MC_usAvancerGroupeSuivant(number_, 1, walk_fields ? 1 : 0, &id));
   }
   // Moves to the next field of the current group.
   std::error_code next_field(FieldView &field) noexcept {

@@ -24,9 +24,12 @@ int main(int argc, char **argv) {
     app.exit(e);
     return mctool::kUsage;
   } catch (const mctool::Failure &e) {
+    // What was printed comes first, whatever the streams are tied to.
+    std::fflush(stdout);
     std::fprintf(stderr, "mctool: %s\n", e.what());
     return e.code();
   } catch (const std::exception &e) {
+    std::fflush(stdout);
     std::fprintf(stderr, "mctool: %s\n", e.what());
     return mctool::kInput;
   }

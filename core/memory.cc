@@ -19,19 +19,6 @@ namespace {
 unsigned long g_echecDans = 0;
 bool g_echecPersistant = false;
 unsigned long g_nombreAllocations = 0;
-std::unordered_set<void *> *g_registre = nullptr;
-
-// Registry of held blocks for the fuzz targets; a block it cannot note (no
-// memory) is simply not tracked.
-inline void Noter(void *bloc, bool pris) noexcept {
-  try {
-    if (pris)
-      g_registre->insert(bloc);
-    else
-      g_registre->erase(bloc);
-  } catch (...) {
-  }
-}
 
 inline bool EchecInjecte() {
   if (__builtin_expect(g_echecDans == 0, 1)) return false;
@@ -59,8 +46,6 @@ void FaireEchouerAllocation(unsigned long n, bool persistent) noexcept {
 
 unsigned long NombreAllocations() noexcept { return g_nombreAllocations; }
 
-void SuivreBlocs(std::unordered_set<void *> *registre) noexcept { g_registre = registre; }
-
 }  // namespace mc::testing
 
 extern "C" {
@@ -71,7 +56,6 @@ MC_EXPORT void *MC_Allouer(uint32_t ulTaille) noexcept {
   const uint32_t reelle = TailleReelle(bloc);
   MCT_ENTREE(mc::kCompNoyau, "Allocation de %u (%u) a l'adresse %p", ulTaille, reelle, bloc);
   if (bloc == nullptr) MCT_ERREUR(mc::kCompNoyau, "MC_Allouer memoire insuffisante");
-  if (__builtin_expect(g_registre != nullptr, 0) && bloc != nullptr) Noter(bloc, true);
   ulMemAllouee += reelle;
   if (ulMemAllouee > ulMaxAlloue) ulMaxAlloue = ulMemAllouee;
   MCT_SORTIE(mc::kCompNoyau, "Taille Memoire cumulee = %lu", static_cast<unsigned long>(ulMemAllouee));
@@ -81,7 +65,6 @@ MC_EXPORT void *MC_Allouer(uint32_t ulTaille) noexcept {
 MC_EXPORT void MC_Liberer(void *pvBloc) noexcept {
   if (pvBloc == nullptr) return;
   const uint32_t reelle = TailleReelle(pvBloc);
-  if (__builtin_expect(g_registre != nullptr, 0)) Noter(pvBloc, false);
   ulMemAllouee -= reelle;
   MCT_ENTREE(mc::kCompNoyau, "Liberation de %u octets a l'adresse %p", reelle, pvBloc);
   // Kept for compatibility: the release line carries a tab, the allocation

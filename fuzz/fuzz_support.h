@@ -12,9 +12,8 @@
 #include <cstring>
 #include <filesystem>
 #include <string>
-#include <unordered_set>
+#include <vector>
 
-#include "core/memory.h"
 #include "mc.h"
 
 namespace mc::fuzz {
@@ -43,7 +42,7 @@ inline const std::string &RepertoirePrive() {
     setenv("MC_PREFERENCES_DIR", modele.c_str(), 1);
     std::atexit([] {
       std::error_code ec;
-      std::filesystem::remove_all(RepertoirePrive(), ec);
+      if (std::getenv("MC_FUZZ_GARDER") == nullptr) std::filesystem::remove_all(RepertoirePrive(), ec);
     });
     return new std::string(modele);
   }();
@@ -77,6 +76,77 @@ inline void PoserCrc(std::string &fichier) {
   std::snprintf(champ, sizeof champ, "%04X",
                 Crc16(reinterpret_cast<const uint8_t *>(fichier.data()) + 4, fichier.size() - 4));
   std::memcpy(fichier.data(), champ, 4);
+}
+
+// A dictionary, and the bytes of a tables file holding it (CRC control,
+// TGROUPE, TCHAMP, TVALEUR in that order).
+struct ChampDico {
+  int32_t presence;
+  uint16_t min, max;
+  char format;
+  std::vector<std::string> valeurs;
+};
+struct GroupeDico {
+  uint16_t id;
+  std::vector<ChampDico> champs;
+};
+
+inline std::string FichierTables(const std::vector<GroupeDico> &groupes) {
+  auto mot = [](std::string &s, uint16_t v) {
+    s += static_cast<char>(v >> 8);
+    s += static_cast<char>(v);
+  };
+  auto long32 = [&](std::string &s, uint32_t v) {
+    mot(s, static_cast<uint16_t>(v >> 16));
+    mot(s, static_cast<uint16_t>(v));
+  };
+  std::string tg, tc, tv;
+  uint32_t nc = 0, nv = 0;
+  for (const GroupeDico &g : groupes) {
+    mot(tg, g.id);
+    mot(tg, static_cast<uint16_t>(nc));
+    mot(tg, static_cast<uint16_t>(g.champs.size()));
+    for (const ChampDico &c : g.champs) {
+      long32(tc, static_cast<uint32_t>(c.presence));
+      mot(tc, c.min);
+      mot(tc, c.max);
+      tc += c.format;
+      long32(tc, 0);
+      mot(tc, static_cast<uint16_t>(nv));
+      mot(tc, static_cast<uint16_t>(c.valeurs.size()));
+      for (const std::string &v : c.valeurs) {
+        tv += static_cast<char>(v.size());  // values stay below 128 characters
+        tv += v;
+        ++nv;
+      }
+      ++nc;
+    }
+  }
+  auto table = [&](const char *nom, const std::string &donnees, uint32_t nombre) {
+    std::string t(nom);
+    t.resize(10, ' ');
+    long32(t, static_cast<uint32_t>(donnees.size()));
+    long32(t, nombre);
+    long32(t, 0);
+    t.append(3, '\0');
+    return t + donnees;
+  };
+  std::string fichier = "0000 tablebin.kmt 0104 DICO  20240101 0103 FUZZ  0000000000 dictionnaire\r\n\x1a";
+  fichier += table("TGROUPE", tg, static_cast<uint32_t>(groupes.size())) + table("TCHAMP", tc, nc) +
+             table("TVALEUR", tv, nv);
+  PoserCrc(fichier);
+  return fichier;
+}
+
+// Writes "tovel.ini" naming <private>/tables and <private>/travail (both
+// made) as the tables and working directories; returns the tables one.
+inline std::string InstallerTovel() {
+  const std::string tables = CheminPrive("tables"), travail = CheminPrive("travail");
+  std::filesystem::create_directories(tables);
+  std::filesystem::create_directories(travail);
+  const std::string ini = "[COMMUN]\nrepertoiretravail=" + travail + "\nrepertoiretable=" + tables + "\n";
+  EcrireFichier(CheminPrive("tovel.ini"), ini.data(), ini.size());
+  return tables;
 }
 
 // Reads the input front to back; past its end every read gives 0.
@@ -123,33 +193,6 @@ inline void LibererFichiers() {
   }
   lPositionTailleTable = 0;
 }
-
-// Tracks the counted blocks taken during one input; Rendre gives back those
-// still held (the blocks the library keeps on purpose), except those the
-// filter says to keep.
-class Registre {
- public:
-  Registre() { mc::testing::SuivreBlocs(&blocs_); }
-  ~Registre() { mc::testing::SuivreBlocs(nullptr); }
-  template <typename Garder>
-  size_t Rendre(Garder garder) {
-    mc::testing::SuivreBlocs(nullptr);
-    size_t rendus = 0;
-    for (void *bloc : blocs_) {
-      if (garder(bloc)) continue;
-      MC_Liberer(bloc);
-      ++rendus;
-    }
-    blocs_.clear();
-    return rendus;
-  }
-  size_t Rendre() {
-    return Rendre([](void *) { return false; });
-  }
-
- private:
-  std::unordered_set<void *> blocs_;
-};
 
 }  // namespace mc::fuzz
 

@@ -114,12 +114,12 @@ std::string Quoted(std::span<const unsigned char> bytes) {
   return "hex " + Hex(bytes, true);
 }
 
-nlohmann::json BytesToJson(std::span<const unsigned char> bytes) {
+nlohmann::ordered_json BytesToJson(std::span<const unsigned char> bytes) {
   if (Printable(bytes)) return std::string(bytes.begin(), bytes.end());
-  return nlohmann::json{{"hex", Hex(bytes)}};
+  return nlohmann::ordered_json{{"hex", Hex(bytes)}};
 }
 
-std::vector<unsigned char> BytesFromJson(const nlohmann::json &j, const std::string &where) {
+std::vector<unsigned char> BytesFromJson(const nlohmann::ordered_json &j, const std::string &where) {
   if (j.is_string()) {
     const std::string &s = j.get_ref<const std::string &>();
     return {s.begin(), s.end()};
@@ -129,11 +129,11 @@ std::vector<unsigned char> BytesFromJson(const nlohmann::json &j, const std::str
   Fail(where + ": a string or {\"hex\": \"...\"} expected");
 }
 
-nlohmann::json ParseJsonFile(const std::string &path) {
+nlohmann::ordered_json ParseJsonFile(const std::string &path) {
   const std::string text = ReadText(path);
   try {
-    return nlohmann::json::parse(text);
-  } catch (const nlohmann::json::parse_error &e) {
+    return nlohmann::ordered_json::parse(text);
+  } catch (const nlohmann::ordered_json::parse_error &e) {
     // The parser's own text names the line and column.
     std::string what = e.what();
     const size_t at = what.find("parse error");
@@ -141,7 +141,7 @@ nlohmann::json ParseJsonFile(const std::string &path) {
   }
 }
 
-uint32_t NumberFromJson(const nlohmann::json &j, const std::string &where, uint32_t max) {
+uint32_t NumberFromJson(const nlohmann::ordered_json &j, const std::string &where, uint32_t max) {
   uint64_t v = 0;
   if (j.is_number_unsigned()) {
     v = j.get<uint64_t>();

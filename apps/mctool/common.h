@@ -63,12 +63,12 @@ bool Printable(std::span<const unsigned char> bytes);
 std::string Quoted(std::span<const unsigned char> bytes);
 
 // Bytes in JSON: a string when printable ASCII, else {"hex": "..."}; and back.
-nlohmann::json BytesToJson(std::span<const unsigned char> bytes);
-std::vector<unsigned char> BytesFromJson(const nlohmann::json &j, const std::string &where);
+nlohmann::ordered_json BytesToJson(std::span<const unsigned char> bytes);
+std::vector<unsigned char> BytesFromJson(const nlohmann::ordered_json &j, const std::string &where);
 
-nlohmann::json ParseJsonFile(const std::string &path);
+nlohmann::ordered_json ParseJsonFile(const std::string &path);
 // Reads an unsigned number (or a "0x..." string) within max.
-uint32_t NumberFromJson(const nlohmann::json &j, const std::string &where, uint32_t max);
+uint32_t NumberFromJson(const nlohmann::ordered_json &j, const std::string &where, uint32_t max);
 
 // A fresh directory removed with its content at destruction.
 class ScratchDir {

@@ -10,7 +10,7 @@ namespace mctool {
 
 namespace {
 
-using nlohmann::json;
+using json = nlohmann::ordered_json;
 
 constexpr const char *kGroupes = "TGROUPE";
 constexpr const char *kChamps = "TCHAMP";

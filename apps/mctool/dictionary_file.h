@@ -58,8 +58,8 @@ void WriteDictionaryFile(const DictionaryFile &dico, const std::string &path);
 // JSON: {"header": {...}, "groups": [...]} when the tables are TGROUPE,
 // TCHAMP, TVALEUR with each group's fields and each field's values in
 // order; otherwise {"header": {...}, "tables": [...]}.
-nlohmann::json DictionaryToJson(const DictionaryFile &dico);
-DictionaryFile DictionaryFromJson(const nlohmann::json &j, const std::string &source);
+nlohmann::ordered_json DictionaryToJson(const DictionaryFile &dico);
+DictionaryFile DictionaryFromJson(const nlohmann::ordered_json &j, const std::string &source);
 
 // The groups of a dictionary file, when its three tables are present:
 // pointers into dico, null when absent.

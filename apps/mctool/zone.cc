@@ -12,7 +12,7 @@ namespace mctool {
 
 namespace {
 
-using nlohmann::json;
+using json = nlohmann::ordered_json;
 
 struct DecodedField {
   uint32_t offset = 0;  // of its coded length
@@ -136,6 +136,10 @@ std::string FormatRule(int8_t format) {
 }
 
 // Says which rule field k of the message breaks, as the check applies them.
+std::string Characters(uint32_t n) {
+  return std::to_string(n) + (n == 1 ? " significant character" : " significant characters");
+}
+
 std::string ExplainField(const Decoded &d, unsigned k) {
   unsigned rank = 0;
   for (size_t n = 0; n < d.groups.size(); ++n) {
@@ -158,10 +162,10 @@ std::string ExplainField(const Decoded &d, unsigned k) {
     if (bChaineCtrlFormat(text, static_cast<uint32_t>(data.size()), c.cFormat, &s) != 1)
       return where + ": not of " + FormatRule(c.cFormat);
     if (s != 0 && s < c.usLgMin)
-      return where + ": " + std::to_string(s) + " significant characters, fewer than the minimum " +
+      return where + ": " + Characters(s) + ", fewer than the minimum " +
              std::to_string(c.usLgMin);
     if (s != 0 && c.usLgMax != 0 && s > c.usLgMax)
-      return where + ": " + std::to_string(s) + " significant characters, more than the maximum " +
+      return where + ": " + Characters(s) + ", more than the maximum " +
              std::to_string(c.usLgMax);
     if (s == 0 && c.usLgMin != 0 && c.lPresence == 1)
       return where + ": empty, but mandatory (minimum length " + std::to_string(c.usLgMin) + ")";

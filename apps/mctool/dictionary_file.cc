@@ -158,14 +158,17 @@ std::string Version(const json &j, const char *key, const std::string &fallback)
   return s;
 }
 
-mc::FileHeader HeaderFromJson(const json &j) {
-  if (!j.is_object()) Fail("header: an object expected");
+void OnlyKeys(const json &j, const std::string &where, std::initializer_list<const char *> keys) {
+  if (!j.is_object()) Fail(where + ": an object expected");
   for (const auto &[key, value] : j.items()) {
-    static const char *known[] = {"name", "version", "field_a", "field_b", "reader_version", "field_c", "field_d",
-                                  "comment"};
-    if (std::find_if(std::begin(known), std::end(known), [&](const char *k) { return key == k; }) == std::end(known))
-      Fail("header: unknown key \"" + key + "\"");
+    bool found = false;
+    for (const char *k : keys) found = found || key == k;
+    if (!found) Fail(where + ": unknown key \"" + key + "\"");
   }
+}
+
+mc::FileHeader HeaderFromJson(const json &j) {
+  OnlyKeys(j, "header", {"name", "version", "field_a", "field_b", "reader_version", "field_c", "field_d", "comment"});
   mc::FileHeader h;
   h.name = Text(j, "name", "header", "tablebin.kmt");
   if (h.name.empty() || h.name.size() > 12)
@@ -185,15 +188,6 @@ mc::FileHeader HeaderFromJson(const json &j) {
   if (h.comment.find('\r') != std::string::npos || h.comment.find('\0') != std::string::npos)
     Fail("header.comment: must not hold a CR or a NUL");
   return h;
-}
-
-void OnlyKeys(const json &j, const std::string &where, std::initializer_list<const char *> keys) {
-  if (!j.is_object()) Fail(where + ": an object expected");
-  for (const auto &[key, value] : j.items()) {
-    bool found = false;
-    for (const char *k : keys) found = found || key == k;
-    if (!found) Fail(where + ": unknown key \"" + key + "\"");
-  }
 }
 
 const json &Member(const json &j, const char *key, const std::string &where) {

@@ -32,3 +32,5 @@ CM
 cmake -S "$work/cm" -B "$work/cm/build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 cmake --build "$work/cm/build" >/dev/null
 "$work/cm/build/host"
+# The command-line tool installed beside the library runs against it.
+LD_LIBRARY_PATH="$libdir" "$prefix/bin/mctool" --version

@@ -156,6 +156,9 @@ struct Result {
 
 class Mctool : public ::testing::Test {
  protected:
+  void SetUp() override {
+    if (std::string(MCTOOL_PATH).empty()) GTEST_SKIP() << "mctool not built (MC_BUILD_APPS=OFF)";
+  }
   // Runs mctool with args (shell words) in the temporary directory.
   Result Run(const std::string &args) {
     const std::string cmd = "cd '" + dir_.path() + "' && '" MCTOOL_PATH "' " + args + " >out.txt 2>err.txt";

@@ -1,27 +1,33 @@
 #!/usr/bin/env bash
 # Builds the libFuzzer targets with clang (ASan + UBSan), replays each
-# corpus, then fuzzes each target for FUZZ_SECONDS (default 30) seconds from
-# a scratch copy of its corpus.  A crash fails the script; its input is left
-# in build-fuzz/crashes/ to be added to fuzz/corpus/<target>/ once fixed.
+# corpus, then fuzzes each target for FUZZ_SECONDS (default 20) seconds from
+# a scratch copy of its corpus, with leak detection on.  A crash, a leak, a
+# failed check of a target or a unit slower than 25 seconds fails the
+# script; the input is left in <build>/crashes/ to be added to
+# fuzz/corpus/<target>/ once fixed.
+#   FUZZ_SECONDS=3600 scripts/fuzz.sh        one hour per target
+#   FUZZ_TARGETS="zone_edit_fuzz" ...        only the targets named
+#   FUZZ_BUILD_DIR=build-mine ...            another build directory
 set -euo pipefail
 cd "$(dirname "$0")/.."
-seconds=${FUZZ_SECONDS:-30}
-cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
+seconds=${FUZZ_SECONDS:-20}
+build=${FUZZ_BUILD_DIR:-build-fuzz}
+cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
   -DCMAKE_C_COMPILER=clang -DMC_BUILD_FUZZERS=ON -DMC_BUILD_TESTS=OFF -DMC_BUILD_APPS=OFF \
   -DMC_BUILD_EXAMPLES=OFF >/dev/null
-cmake --build build-fuzz -j "$(nproc)"
-mkdir -p build-fuzz/crashes
-export ASAN_OPTIONS=detect_leaks=0:abort_on_error=1
+cmake --build "$build" -j "$(nproc)"
+mkdir -p "$build"/crashes
+export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
-for src in fuzz/*_fuzz.cc; do
-  [ -e "$src" ] || continue
-  name=$(basename "$src" .cc)
+targets=${FUZZ_TARGETS:-$(for src in fuzz/*_fuzz.cc; do [ -e "$src" ] && basename "$src" .cc; done)}
+for name in $targets; do
   corpus=fuzz/corpus/$name
-  scratch=build-fuzz/scratch/$name
+  scratch=$build/scratch/$name
+  log=$build/$name.log
   rm -rf "$scratch" && mkdir -p "$scratch"
   echo "== $name: replay of $(find "$corpus" -type f | wc -l) inputs, then ${seconds}s of fuzzing"
-  build-fuzz/fuzz/"$name" -runs=0 "$corpus" >/dev/null 2>build-fuzz/"$name".log || { cat build-fuzz/"$name".log; exit 1; }
-  build-fuzz/fuzz/"$name" -max_total_time="$seconds" -artifact_prefix=build-fuzz/crashes/"$name"- \
-    -print_final_stats=1 "$scratch" "$corpus" >build-fuzz/"$name".log 2>&1 || { tail -n 60 build-fuzz/"$name".log; exit 1; }
-  grep -E 'stat::number_of_executed_units' build-fuzz/"$name".log || true
+  "$build"/fuzz/"$name" -runs=0 "$corpus" >/dev/null 2>"$log" || { cat "$log"; exit 1; }
+  "$build"/fuzz/"$name" -max_total_time="$seconds" -timeout=25 -artifact_prefix="$build"/crashes/"$name"- \
+    -print_final_stats=1 "$scratch" "$corpus" >"$log" 2>&1 || { tail -n 60 "$log"; exit 1; }
+  grep -E 'stat::(number_of_executed_units|average_exec_per_sec|peak_rss_mb)' "$log" || true
 done

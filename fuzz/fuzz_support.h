@@ -30,7 +30,9 @@ namespace mc::fuzz {
   } while (0)
 
 // A fresh directory under $TMPDIR, set as MC_PREFERENCES_DIR, removed at exit
-// (the name is never destroyed, so that the exit handler can still read it).
+// unless MC_FUZZ_GARDER is set (to look at the files and traces of one
+// input).  The name is never destroyed, so that the exit handler can still
+// read it.
 inline const std::string &RepertoirePrive() {
   static const std::string &chemin = *[] {
     const char *tmp = std::getenv("TMPDIR");

@@ -76,6 +76,24 @@ uint16_t ChampSuivant(uint16_t zone, Champ *c, uint16_t nombre = 1) {
   return MC_usAvancerChampSuivant(zone, nombre, &c->numero, &c->donnees, &c->longueur);
 }
 
+// A structured zone of `taille` bytes filled through the API, groups and
+// fields in order; with `champ`, the cursor then goes to that field of the
+// first group (searched from the last one).
+using Description = std::vector<std::pair<uint16_t, std::vector<Octets>>>;
+uint16_t Construire(uint32_t taille, const Description &groupes, uint16_t champ = 0) {
+  const uint16_t zone = Creer(taille);
+  for (const auto &[id, champs] : groupes) {
+    EXPECT_EQ(MC_usAjouterGroupe(zone, id), 0u);
+    for (const Octets &c : champs) EXPECT_EQ(MC_usAjouterChamp(zone, c.data(), static_cast<uint32_t>(c.size())), 0u);
+  }
+  if (champ != 0) {
+    EXPECT_EQ(MC_usRechercherGroupe(zone, groupes[0].first, 1, 0), 0u);
+    Champ c;
+    EXPECT_EQ(ChampSuivant(zone, &c, champ), 0u);
+  }
+  return zone;
+}
+
 // ---------------------------------------------------------------- coding
 
 TEST(ZoneCodage, LengthFormsAtEveryBoundary) {
@@ -714,19 +732,11 @@ TEST(ZoneEdition, AddingGroupsAndFields) {
   MC_usLireCompteurChamp(zone, &champs);
   EXPECT_EQ(groupes, 1);
   EXPECT_EQ(champs, 1);
-  // 15 of 16 bytes used: neither fits, and nothing changes.
-  const Octets avant = Donnees(zone);
-  EXPECT_EQ(MC_usAjouterChamp(zone, z.data(), 1), 0xF804);
-  EXPECT_EQ(MC_usAjouterGroupe(zone, 1), 0xF804);
-  EXPECT_EQ(Donnees(zone), avant);
-  EXPECT_EQ(ZM[zone]->NumeroChamp, 1);
 }
 
 TEST(ZoneEdition, FullBufferChangesNothingAndIdentifierZeroHasNoGroup) {
-  const uint16_t zone = Creer(7);
-  ASSERT_EQ(MC_usAjouterGroupe(zone, 0x0102), 0u);
   const Octets ab = Hex("41 42");
-  ASSERT_EQ(MC_usAjouterChamp(zone, ab.data(), 2), 0u);
+  const uint16_t zone = Construire(7, {{0x0102, {ab}}});  // one byte left
   const ZoneMemoire avant = *ZM[zone];
   const Octets donnees = Donnees(zone);
   {
@@ -753,14 +763,8 @@ TEST(ZoneEdition, FullBufferChangesNothingAndIdentifierZeroHasNoGroup) {
 
 // The group's coded length grows: its fields move up behind the header.
 TEST(ZoneEdition, GroupHeaderGrowsFromThreeToFourAndFourToFive) {
-  const uint16_t zone = Creer(400);
-  ASSERT_EQ(MC_usAjouterGroupe(zone, 0x0102), 0u);
   const Octets f125(125, 0x61);
-  ASSERT_EQ(MC_usAjouterChamp(zone, f125.data(), 125), 0u);
-  ASSERT_EQ(MC_usAjouterGroupe(zone, 0x0304), 0u);
-  ASSERT_EQ(MC_usRechercherGroupe(zone, 0x0102, 1, 0), 0u);
-  Champ c;
-  ASSERT_EQ(ChampSuivant(zone, &c), 0u);
+  const uint16_t zone = Construire(400, {{0x0102, {f125}}, {0x0304, {}}}, 1);
   EXPECT_EQ(ZM[zone]->LongueurGroupe, 126u);
   const Octets xy = Hex("58 59");
   ASSERT_EQ(MC_usAjouterChamp(zone, xy.data(), 2), 0u);
@@ -773,10 +777,7 @@ TEST(ZoneEdition, GroupHeaderGrowsFromThreeToFourAndFourToFive) {
   EXPECT_EQ(ZM[zone]->LongueurGroupe, 129u);
 
   // 254 is the last content length of the two-byte form.
-  const uint16_t z2 = Creer(300);
-  ASSERT_EQ(MC_usAjouterGroupe(z2, 0x0A0B), 0u);
-  const Octets f252(252, 0x62);
-  ASSERT_EQ(MC_usAjouterChamp(z2, f252.data(), 252), 0u);
+  const uint16_t z2 = Construire(300, {{0x0A0B, {Octets(252, 0x62)}}});
   EXPECT_EQ(HexDe(Donnees(z2).data(), 6), "0A 0B 81 FE 81 FC");
   EXPECT_EQ(ZM[z2]->TailleEnteteGroupe, 4u);
   ASSERT_EQ(MC_usAjouterChamp(z2, xy.data(), 1), 0u);
@@ -787,6 +788,7 @@ TEST(ZoneEdition, GroupHeaderGrowsFromThreeToFourAndFourToFive) {
   EXPECT_EQ(std::count(d2.begin(), d2.end(), 0x62), 252);
   EXPECT_EQ(ZM[z2]->TailleEnteteGroupe, 5u);
   uint16_t id;
+  Champ c;
   ASSERT_EQ(MC_usRechercherChamp(z2, 0x0A0B, 1, 2, 0, &c.donnees, &c.longueur), 0u);
   EXPECT_EQ(c.longueur, 1u);
   EXPECT_EQ(*c.donnees, 0x58);
@@ -794,15 +796,8 @@ TEST(ZoneEdition, GroupHeaderGrowsFromThreeToFourAndFourToFive) {
 }
 
 TEST(ZoneEdition, ChangingAFieldInPlace) {
-  const uint16_t zone = Creer(32);
-  EXPECT_EQ(MC_usModifierChamp(zone, nullptr, 0, 0, 0), 0xF805);
-  MC_usAjouterGroupe(zone, 0x0102);
-  const Octets ab = Hex("41 42");
-  MC_usAjouterChamp(zone, ab.data(), 2);
-  MC_usAjouterGroupe(zone, 0x0304);
-  MC_usRechercherGroupe(zone, 0x0102, 1, 0);
-  Champ c;
-  ASSERT_EQ(ChampSuivant(zone, &c), 0u);
+  EXPECT_EQ(MC_usModifierChamp(Creer(32), nullptr, 0, 0, 0), 0xF805);
+  const uint16_t zone = Construire(32, {{0x0102, {Hex("41 42")}}, {0x0304, {}}}, 1);
   const Octets xy = Hex("58 59");
   {
     TraceCapture trace({3});
@@ -836,17 +831,9 @@ TEST(ZoneEdition, ChangingAFieldInPlace) {
 // Kept on purpose: when the field's coded length grows, nothing shifts the
 // old data, so the new coding covers its first bytes.
 TEST(ZoneEdition, LengtheningWithALongerFieldCoding) {
-  const uint16_t zone = Creer(400);
-  MC_usAjouterGroupe(zone, 0x0102);
   Octets ancien(127);
   for (int i = 0; i < 127; ++i) ancien[i] = static_cast<unsigned char>(i);
-  MC_usAjouterChamp(zone, ancien.data(), 127);
-  MC_usAjouterGroupe(zone, 0x0304);
-  const Octets suite = Hex("E0");
-  MC_usAjouterChamp(zone, suite.data(), 1);
-  MC_usRechercherGroupe(zone, 0x0102, 1, 0);
-  Champ c;
-  ASSERT_EQ(ChampSuivant(zone, &c), 0u);
+  const uint16_t zone = Construire(400, {{0x0102, {ancien}}, {0x0304, {Hex("E0")}}}, 1);
   const Octets z = Hex("5A");
   ASSERT_EQ(MC_usModifierChamp(zone, z.data(), 127, 1, 1), 0u);
   const Octets d = Donnees(zone);
@@ -870,17 +857,7 @@ TEST(ZoneEdition, LengtheningWithALongerFieldCoding) {
 TEST(ZoneEdition, LengtheningAnEmptyFieldPastTheHeaderMove) {
   const Octets x(255, 0x78);
   {
-    const uint16_t zone = Creer(400);
-    MC_usAjouterGroupe(zone, 0x0102);
-    const Octets ab = Hex("41 42");
-    MC_usAjouterChamp(zone, ab.data(), 2);
-    MC_usAjouterChamp(zone, nullptr, 0);
-    MC_usAjouterGroupe(zone, 0x0304);
-    const Octets cc = Hex("43");
-    MC_usAjouterChamp(zone, cc.data(), 1);
-    MC_usRechercherGroupe(zone, 0x0102, 1, 0);
-    Champ c;
-    ASSERT_EQ(ChampSuivant(zone, &c, 2), 0u);
+    const uint16_t zone = Construire(400, {{0x0102, {Hex("41 42"), {}}}, {0x0304, {Hex("43")}}}, 2);
     ASSERT_EQ(MC_usModifierChamp(zone, x.data(), 0, 255, 1), 0u);
     const Octets d = Donnees(zone);
     ASSERT_EQ(d.size(), 271u);
@@ -890,11 +867,7 @@ TEST(ZoneEdition, LengtheningAnEmptyFieldPastTheHeaderMove) {
   }
   for (uint32_t taille : {266u, 267u}) {
     SCOPED_TRACE(taille);
-    const uint16_t zone = Creer(taille);
-    MC_usAjouterGroupe(zone, 0x0102);
-    const Octets ab = Hex("41 42");
-    MC_usAjouterChamp(zone, ab.data(), 2);
-    MC_usAjouterChamp(zone, nullptr, 0);
+    const uint16_t zone = Construire(taille, {{0x0102, {Hex("41 42"), {}}}});
     const ZoneMemoire avant = *ZM[zone];
     const uint16_t cr = MC_usModifierChamp(zone, x.data(), 0, 255, 1);
     if (taille == 266) {
@@ -1022,20 +995,14 @@ struct GroupeZone {
   std::vector<std::string> champs;
 };
 
-// Zone bytes of short groups and fields (one-byte lengths).
+// Zone bytes of groups of text fields.
 Octets Message(const std::vector<GroupeZone> &groupes) {
-  Octets o;
-  for (const auto &g : groupes) {
-    Octets contenu;
-    for (const auto &c : g.champs) {
-      contenu.push_back(static_cast<unsigned char>(c.size()));
-      contenu.insert(contenu.end(), c.begin(), c.end());
-    }
-    o.insert(o.end(), {static_cast<unsigned char>(g.id >> 8), static_cast<unsigned char>(g.id),
-                       static_cast<unsigned char>(contenu.size())});
-    o.insert(o.end(), contenu.begin(), contenu.end());
+  std::vector<Groupe> g;
+  for (const auto &z : groupes) {
+    g.push_back({z.id, {}});
+    for (const auto &c : z.champs) g.back().champs.emplace_back(c.begin(), c.end());
   }
-  return o;
+  return Encoder(g);
 }
 
 // The library started on a dictionary for the object's lifetime.

@@ -103,6 +103,11 @@ class BinFile : public ::testing::Test {
     EXPECT_EQ(MC_usInitialiserFichierBinaire(rep(), nom, type, &num, &e), attendu) << nom;
     return num;
   }
+  // Opens `nom` expecting `attendu`, then closes it; with `contenu`, writes it as the file first.
+  void OuvrirFermer(const char *nom, uint16_t type, uint16_t attendu = 0, const std::string *contenu = nullptr) {
+    if (contenu != nullptr) WriteFile(dir.file(nom), *contenu);
+    EXPECT_EQ(MC_usLibererFichierBinaire(Ouvrir(nom, type, attendu), nullptr), 0u) << nom;
+  }
   // Writes tables of the given names, each holding `octets` bytes of data.
   void TablesSimples(const char *nom, uint16_t type, std::initializer_list<const char *> tables,
                      uint32_t octets = 8) {
@@ -547,25 +552,21 @@ TEST_F(BinFile, ShortReadsConsumeWhatIsLeftAndTraceTheFixedFieldLine) {
 TEST_F(BinFile, OpenChecksNameAndCrc) {
   TablesSimples("ok.bin", MC_CONTROLE_CRC, {"A", "B"});
   const std::string bon = ReadFile(dir.file("ok.bin"));
-  EXPECT_EQ(MC_usLibererFichierBinaire(Ouvrir("ok.bin", MC_CONTROLE_CRC), nullptr), 0u);
+  OuvrirFermer("ok.bin", MC_CONTROLE_CRC);
 
   // A copy under another name: intact, but refused.
-  WriteFile(dir.file("copie.bin"), bon);
-  EXPECT_EQ(MC_usLibererFichierBinaire(Ouvrir("copie.bin", MC_CONTROLE_CRC, MC_ERR_NOM_FICHIER), nullptr), 0u);
+  OuvrirFermer("copie.bin", MC_CONTROLE_CRC, MC_ERR_NOM_FICHIER, &bon);
   // One data byte changed; then the CRC field changed too.
   std::string change = bon;
   change[change.size() - 1] ^= 0x01;
-  WriteFile(dir.file("ok.bin"), change);
-  EXPECT_EQ(MC_usLibererFichierBinaire(Ouvrir("ok.bin", MC_CONTROLE_CRC, MC_ERR_CONTROLE), nullptr), 0u);
+  OuvrirFermer("ok.bin", MC_CONTROLE_CRC, MC_ERR_CONTROLE, &change);
   change.replace(0, 4, "ABCD");
-  WriteFile(dir.file("ok.bin"), change);
-  EXPECT_EQ(MC_usLibererFichierBinaire(Ouvrir("ok.bin", MC_CONTROLE_CRC, MC_ERR_CONTROLE), nullptr), 0u);
+  OuvrirFermer("ok.bin", MC_CONTROLE_CRC, MC_ERR_CONTROLE, &change);
   // The same file is accepted without control, and with a lower-case field.
-  EXPECT_EQ(MC_usLibererFichierBinaire(Ouvrir("ok.bin", MC_CONTROLE_AUCUN), nullptr), 0u);
+  OuvrirFermer("ok.bin", MC_CONTROLE_AUCUN);
   std::string minuscules = bon;
   for (int i = 0; i < 4; ++i) minuscules[i] = static_cast<char>(tolower(minuscules[i]));
-  WriteFile(dir.file("ok.bin"), minuscules);
-  EXPECT_EQ(MC_usLibererFichierBinaire(Ouvrir("ok.bin", MC_CONTROLE_CRC), nullptr), 0u);
+  OuvrirFermer("ok.bin", MC_CONTROLE_CRC, 0, &minuscules);
   // A field that is not hexadecimal never matches, even when its arithmetic would.
   const uint16_t vrai = CrcFichier(bon);
   char champ[5];
@@ -573,19 +574,16 @@ TEST_F(BinFile, OpenChecksNameAndCrc) {
   std::string hors = bon;
   if (((vrai + 1) & 0xF) == 0) {
     hors.replace(0, 4, std::string(champ) + "G");
-    WriteFile(dir.file("ok.bin"), hors);
-    EXPECT_EQ(MC_usLibererFichierBinaire(Ouvrir("ok.bin", MC_CONTROLE_CRC, MC_ERR_CONTROLE), nullptr), 0u);
+    OuvrirFermer("ok.bin", MC_CONTROLE_CRC, MC_ERR_CONTROLE, &hors);
   }
   hors.replace(0, 4, "00Z0");
-  WriteFile(dir.file("ok.bin"), hors);
-  EXPECT_EQ(MC_usLibererFichierBinaire(Ouvrir("ok.bin", MC_CONTROLE_CRC, MC_ERR_CONTROLE), nullptr), 0u);
+  OuvrirFermer("ok.bin", MC_CONTROLE_CRC, MC_ERR_CONTROLE, &hors);
   // A name of more than 12 characters can never be opened again.
   TablesSimples("nom_trop_long", MC_CONTROLE_AUCUN, {"A"});
-  EXPECT_EQ(MC_usLibererFichierBinaire(Ouvrir("nom_trop_long", MC_CONTROLE_AUCUN, MC_ERR_NOM_FICHIER), nullptr),
-            0u);
+  OuvrirFermer("nom_trop_long", MC_CONTROLE_AUCUN, MC_ERR_NOM_FICHIER);
   // Too short to hold a signature trailer.
   WriteFile(dir.file("sig.bin"), EnteteBrut("sig.bin"));
-  EXPECT_EQ(MC_usLibererFichierBinaire(Ouvrir("sig.bin", MC_CONTROLE_SIGNATURE, MC_ERR_CONTROLE), nullptr), 0u);
+  OuvrirFermer("sig.bin", MC_CONTROLE_SIGNATURE, MC_ERR_CONTROLE);
 }
 
 TEST_F(BinFile, TableSearchIsCircularAndStopsShortOfTheTrailer) {
@@ -1006,8 +1004,7 @@ TEST_F(BinfileSignatureFile, SignedAtCloseThenEveryChangedByteButTheCrcFieldIsRe
   }
   std::string crc = signe;
   crc.replace(0, 4, "BEEF");
-  WriteFile(dir.file("s.bin"), crc);
-  EXPECT_EQ(MC_usLibererFichierBinaire(Ouvrir("s.bin", MC_CONTROLE_SIGNATURE), nullptr), 0u);
+  OuvrirFermer("s.bin", MC_CONTROLE_SIGNATURE, 0, &crc);
 }
 
 TEST_F(BinfileSignatureFile, SigningTwiceAppendsASignatureOverTheFirst) {
@@ -1025,7 +1022,7 @@ TEST_F(BinfileSignatureFile, SigningTwiceAppendsASignatureOverTheFirst) {
   ASSERT_EQ(disque.size(), corps.size() + 256);
   EXPECT_EQ(disque.substr(corps.size(), 128), SignatureOpenssl(dir, corps.substr(4)));
   EXPECT_EQ(disque.substr(corps.size() + 128), SignatureOpenssl(dir, disque.substr(4, corps.size() + 124)));
-  EXPECT_EQ(MC_usLibererFichierBinaire(Ouvrir("d.bin", MC_CONTROLE_SIGNATURE), nullptr), 0u);
+  OuvrirFermer("d.bin", MC_CONTROLE_SIGNATURE);
 }
 
 TEST_F(BinfileSignatureFile, MissingKeyFailuresAndTraces) {
@@ -1044,7 +1041,7 @@ TEST_F(BinfileSignatureFile, MissingKeyFailuresAndTraces) {
   EXPECT_EQ(MC_usLibererFichierBinaire(1, nullptr), MC_ERR_NUMERO);
   EXPECT_EQ(ReadFile(dir.file("m.bin")), Corps("m.bin"));
   EXPECT_EQ(EcrireSigne("n.bin", ""), MC_ERR_FICHIER);
-  EXPECT_EQ(MC_usLibererFichierBinaire(Ouvrir("m.bin", MC_CONTROLE_SIGNATURE, MC_ERR_CONTROLE), nullptr), 0u);
+  OuvrirFermer("m.bin", MC_CONTROLE_SIGNATURE, MC_ERR_CONTROLE);
 
   // A good signature of other bytes is refused, with its own trace lines.
   ASSERT_EQ(EcrireSigne("s.bin", kCles + "demo-private.key"), 0u);
@@ -1053,7 +1050,7 @@ TEST_F(BinfileSignatureFile, MissingKeyFailuresAndTraces) {
   WriteFile(dir.file("s.bin"), autre);
   {
     TraceCapture trace({7});
-    EXPECT_EQ(MC_usLibererFichierBinaire(Ouvrir("s.bin", MC_CONTROLE_SIGNATURE, MC_ERR_CONTROLE), nullptr), 0u);
+    OuvrirFermer("s.bin", MC_CONTROLE_SIGNATURE, MC_ERR_CONTROLE);
     const std::string texte = trace.Text();
     EXPECT_NE(texte.find("{ MC_usVerifierSignatureFichier : NumFichier = 1\n"), std::string::npos) << texte;
     EXPECT_NE(texte.find("    MC_usVerifierSignatureFichier : Code retour = 0x040b\n  }\n"

@@ -1065,14 +1065,14 @@ TEST(RsarefPem, OpenPrintableRefusesDamage) {
     const char *what;
     Bytes PemSealed::*part;
     std::vector<std::pair<size_t, unsigned char>> changes;  // position, new byte
-    size_t extra;  // 'A' characters appended
+    size_t allA;  // when not 0: the part replaced by that many 'A' (well-formed, too long)
     int expected;
   };
   const Case cases[] = {
       {"key character outside the alphabet", &PemSealed::key, {{5, '!'}}, 0, RE_KEY_ENCODING},
-      {"key longer than any", &PemSealed::key, {}, 2, RE_KEY_ENCODING},
+      {"key longer than any", &PemSealed::key, {}, 176, RE_KEY_ENCODING},
       {"signature starting with padding", &PemSealed::sig, {{0, '='}}, 0, RE_SIGNATURE_ENCODING},
-      {"signature longer than any", &PemSealed::sig, {}, 4, RE_SIGNATURE_ENCODING},
+      {"signature longer than any", &PemSealed::sig, {}, 188, RE_SIGNATURE_ENCODING},
       {"line feed in the content", &PemSealed::content, {{40, '\n'}}, 0, RE_CONTENT_ENCODING},
       {"padding in the content's first piece", &PemSealed::content, {{30, '='}, {31, '='}}, 0, RE_CONTENT_ENCODING},
       // A changed character of the content changes the digest.
@@ -1081,7 +1081,7 @@ TEST(RsarefPem, OpenPrintableRefusesDamage) {
   for (const Case &c : cases) {
     PemSealed bad = good;
     for (auto [at, byte] : c.changes) (bad.*c.part)[at] = byte;
-    (bad.*c.part).insert((bad.*c.part).end(), c.extra, 'A');
+    if (c.allA != 0) bad.*c.part = Bytes(c.allA, 'A');
     EXPECT_EQ(OpenPem(bad, &recipient.priv, &sender.pub), c.expected) << c.what;
   }
   // The wrong recipient's key; the wrong signer's key recovers no signature block.

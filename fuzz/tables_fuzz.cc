@@ -1,9 +1,10 @@
 // A tables file of arbitrary bytes loaded through MC_usInitLIB ("tovel.ini"
 // names its directory), then every dictionary query over what was loaded,
-// a second initialisation that only counts, and the terminations.  Input: a
-// flags byte (1: keep the file's own CRC field instead of a correct one),
-// then the file.  Whatever the file holds, the library ends each input
-// uninitialised, with no file open and the dictionary released.
+// messages made for it checked against it, a second initialisation that
+// only counts, and the terminations.  Input: a flags byte (1: keep the
+// file's own CRC field instead of a correct one), then the file.  Whatever
+// the file holds, the library ends each input uninitialised, with no file
+// open and the dictionary released.
 #include <string>
 
 #include "fuzz_support.h"
@@ -11,6 +12,37 @@
 namespace {
 
 std::string g_tables;
+
+// A message made for the loaded dictionary (each group with as many fields
+// as it lists, holding digits, letters or nothing), checked against it: the
+// format check must survive whatever the tables say.
+void ControlerMessages(const uint16_t *liste, uint16_t nombre) {
+  static const char *const contenus[] = {"1", "AB", "", "20240229", "OUI"};
+  for (unsigned variante = 0; variante < 5; ++variante) {
+    uint16_t z = 0;
+    if (MC_usCreerZoneMemoire(64, 1, &z) != MC_OK) return;
+    for (uint16_t g = 0; g < nombre && g < 4; ++g) {
+      TCHAMP *champs = nullptr;
+      uint16_t nbChamps = 0;
+      const uint16_t id = liste[(g + variante) % nombre];
+      if (MC_usDonnerInformationChamp(id, &champs, &nbChamps) != MC_OK) continue;
+      MC_Liberer(champs);
+      MC_usAjouterGroupe(z, id);
+      for (uint16_t c = 0; c < nbChamps + (variante == 4) && c < 20; ++c) {
+        const char *texte = contenus[(c + variante) % 5];
+        uint16_t cr = MC_usAjouterChamp(z, reinterpret_cast<const unsigned char *>(texte), std::strlen(texte));
+        if (cr == MC_ERR_DEPASSEMENT && MC_usRedimensionner(z, ZM[z]->TailleBuffer * 2) == MC_OK)
+          MC_usAjouterChamp(z, reinterpret_cast<const unsigned char *>(texte), std::strlen(texte));
+      }
+    }
+    MC_usControlerFormatZoneMemoire(z);
+    uint32_t taille = 0;
+    unsigned char *buffer = nullptr;
+    MC_pucLireBuffer(z, &taille, &buffer);
+    MC_usLibererZoneMemoire(z);
+    MC_Liberer(buffer);
+  }
+}
 
 void Interroger() {
   uint16_t *liste = nullptr, nombre = 0;
@@ -40,6 +72,7 @@ void Interroger() {
   char *valeur = nullptr;
   MC_usDonnerChampValeur(0xFFFF, 255, 255, &valeur);
   MC_Liberer(valeur);
+  if (nombre != 0) ControlerMessages(liste, nombre);
   MC_Liberer(liste);
 }
 

@@ -3,6 +3,9 @@
 // its close, which is then opened under signature control.  Whatever the
 // key holds, nothing may crash, the key record is all the reader fills, and
 // every file and counted block is given back.
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <vector>
 
 #include "fuzz_support.h"
@@ -41,8 +44,14 @@ void SignerFichier(const std::string &cheminCle) {
   uint16_t lu = 0;
   const uint16_t crOuverture =
       MC_usInitialiserFichierBinaire(repertoire.c_str(), "signe.bin", MC_CONTROLE_SIGNATURE, &lu, &relu);
-  MC_FUZZ_CHECK(crOuverture == MC_OK || crOuverture == MC_ERR_CONTROLE, "open of the signed file: 0x%04X",
-                crOuverture);
+  if (crOuverture != MC_OK && crOuverture != MC_ERR_CONTROLE) {
+    // Says what the file system saw, should this ever happen again.
+    const int erreur = errno;
+    struct stat st {};
+    const int existe = stat((repertoire + "/signe.bin").c_str(), &st);
+    MC_FUZZ_CHECK(false, "open of the signed file: 0x%04X (close 0x%04X, errno %d, stat %d, size %ld)",
+                  crOuverture, crSignature, erreur, existe, static_cast<long>(st.st_size));
+  }
   if (lu != 0) MC_usLibererFichierBinaire(lu, nullptr);
 }
 

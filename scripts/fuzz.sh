@@ -8,9 +8,12 @@
 #   FUZZ_SECONDS=3600 scripts/fuzz.sh        one hour per target
 #   FUZZ_TARGETS="zone_edit_fuzz" ...        only the targets named
 #   FUZZ_BUILD_DIR=build-mine ...            another build directory
+#   FUZZ_SEED=0 ...                          a fresh random seed (default 1: a CI run
+#                                            replays the same mutations every time)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${FUZZ_SECONDS:-20}
+seed=${FUZZ_SEED:-1}
 build=${FUZZ_BUILD_DIR:-build-fuzz}
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
   -DCMAKE_C_COMPILER=clang -DMC_BUILD_FUZZERS=ON -DMC_BUILD_TESTS=OFF -DMC_BUILD_APPS=OFF \
@@ -27,7 +30,7 @@ for name in $targets; do
   rm -rf "$scratch" && mkdir -p "$scratch"
   echo "== $name: replay of $(find "$corpus" -type f | wc -l) inputs, then ${seconds}s of fuzzing"
   "$build"/fuzz/"$name" -runs=0 "$corpus" >/dev/null 2>"$log" || { cat "$log"; exit 1; }
-  "$build"/fuzz/"$name" -max_total_time="$seconds" -timeout=25 -artifact_prefix="$build"/crashes/"$name"- \
+  "$build"/fuzz/"$name" -max_total_time="$seconds" -seed="$seed" -timeout=25 -artifact_prefix="$build"/crashes/"$name"- \
     -print_final_stats=1 "$scratch" "$corpus" >"$log" 2>&1 || { tail -n 60 "$log"; exit 1; }
   grep -E 'stat::(number_of_executed_units|average_exec_per_sec|peak_rss_mb)' "$log" || true
 done

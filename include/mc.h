@@ -630,9 +630,9 @@ typedef struct TCHAMP {
 extern MC_EXPORT TGROUPE *g_stTabGrp; /* the groups, in table order */
 extern MC_EXPORT TCHAMP *g_stTabChp;  /* the fields, in table order */
 extern MC_EXPORT char **g_cTabVal;    /* the allowed values' texts, in table order */
-extern MC_EXPORT uint32_t g_ulNbTabGrp;
-extern MC_EXPORT uint32_t g_ulNbTabChp;
-extern MC_EXPORT uint32_t g_ulNbTabVal;
+extern MC_EXPORT uint32_t g_ulNbTabGrp; /* records in g_stTabGrp */
+extern MC_EXPORT uint32_t g_ulNbTabChp; /* records in g_stTabChp */
+extern MC_EXPORT uint32_t g_ulNbTabVal; /* entries in g_cTabVal */
 /* Declared for compatibility; always 0. */
 extern MC_EXPORT uint32_t g_ulIndTabGrp;
 extern MC_EXPORT uint32_t g_ulIndTabChp;

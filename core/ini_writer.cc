@@ -84,18 +84,17 @@ int32_t Ecrire(const char *pcSection, const char *pcCle, const char *pcValeur, c
   const size_t longueurCle = strlen(pcCle);
 
   FILE *source = fopen(cible.c_str(), "r");
-  if (source == nullptr) {
-    FILE *nouveau = fopen(cible.c_str(), "w");
-    if (nouveau == nullptr) return 0;
-    EcrireLigne(nouveau, entete);
-    EcrireEntree(nouveau, pcCle, pcValeur);
-    fclose(nouveau);
-    return 1;
-  }
   FILE *sortie = fopen(temporaire.c_str(), "w");
   if (sortie == nullptr) {
-    fclose(source);
+    if (source != nullptr) fclose(source);
     return 0;
+  }
+  // A new file holds the section and the entry; it goes through the same
+  // temporary file so that a failed write is reported, not half done.
+  if (source == nullptr) {
+    EcrireLigne(sortie, entete);
+    EcrireEntree(sortie, pcCle, pcValeur);
+    return Remplacer(sortie, temporaire, cible) ? 1 : 0;
   }
 
   std::string ligne;

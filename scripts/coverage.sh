@@ -6,6 +6,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${COVERAGE_BUILD_DIR:-build-coverage}
+command -v lcov >/dev/null || { echo "coverage.sh needs lcov (apt-get install lcov)" >&2; exit 1; }
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_COMPILER=g++ -DCMAKE_C_COMPILER=gcc \
   -DCMAKE_C_FLAGS=--coverage -DCMAKE_CXX_FLAGS=--coverage -DMC_BUILD_EXAMPLES=OFF >/dev/null
 cmake --build "$build" -j "$(nproc)"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Line and function coverage of the library by the test suite: builds with
 # g++ --coverage in build-coverage/ (or COVERAGE_BUILD_DIR), runs ctest, and
-# prints one line per source folder and the total.  The HTML report, when
+# prints the coverage of each library source and the total.  The HTML report, when
 # genhtml is present, lands in <build>/html/index.html.
 set -euo pipefail
 cd "$(dirname "$0")/.."
